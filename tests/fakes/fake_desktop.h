@@ -1,0 +1,127 @@
+#pragma once
+
+// The ports of the user's desktop session: permissions, lock, login item, other instances, power.
+
+#include <atomic>
+#include <list>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/login_item.h"
+#include "platform/login_session.h"
+#include "platform/permissions.h"
+#include "platform/power.h"
+#include "platform/running_applications.h"
+
+namespace tovalin::fake {
+
+class FakePermissions : public Permissions {
+ public:
+  bool preflightScreenCapture() const override { return screenCapture; }
+  void requestScreenCapture() override { calls.emplace_back("requestScreenCapture"); }
+  bool isTrusted() const override { return trusted; }
+  void requestTrustedWithPrompt() override { calls.emplace_back("requestTrustedWithPrompt"); }
+  void openScreenCaptureSettings() override { calls.emplace_back("openScreenCaptureSettings"); }
+
+  std::atomic<bool> screenCapture = true;
+  std::atomic<bool> trusted = true;
+  std::vector<std::string> calls;
+};
+
+class FakeLoginSession : public LoginSession {
+ public:
+  std::optional<nlohmann::json> currentDictionary() const override { return dictionary; }
+
+  std::unique_ptr<Subscription> onDidWake(std::function<void()> observer) override {
+    observers_.push_back(std::move(observer));
+    return std::make_unique<Observation>(observers_, std::prev(observers_.end()));
+  }
+
+  void lock(bool locked) { dictionary = nlohmann::json{{kSessionScreenIsLocked, locked}}; }
+  void wake() {
+    for (const auto& observer : std::list(observers_)) observer();
+  }
+
+  std::optional<nlohmann::json> dictionary = nlohmann::json::object();
+
+ private:
+  using Observers = std::list<std::function<void()>>;
+  struct Observation : Subscription {
+    Observation(Observers& all, Observers::iterator own) : all(all), own(own) {}
+    ~Observation() override { all.erase(own); }
+    Observers& all;
+    Observers::iterator own;
+  };
+
+  Observers observers_;
+};
+
+class FakeLoginItem : public LoginItem {
+ public:
+  std::optional<Error> registerItem() override {
+    ++registrations;
+    if (failure.empty()) enabled = true;
+    return result();
+  }
+  std::optional<Error> unregisterItem() override {
+    if (failure.empty()) enabled = false;
+    return result();
+  }
+  bool isEnabled() const override { return enabled; }
+
+  bool enabled = false;
+  std::string failure;  // not empty: every change fails with it
+  int registrations = 0;
+
+ private:
+  std::optional<Error> result() const {
+    return failure.empty() ? std::nullopt : std::optional(Error{failure});
+  }
+};
+
+class FakeRunningApplications : public RunningApplications {
+ public:
+  int ownProcessId() const override { return 100; }
+  std::vector<int> processIds(std::string_view bundleIdentifier) const override {
+    askedFor = bundleIdentifier;
+    return running;
+  }
+  void terminate() override { ++terminations; }
+
+  std::vector<int> running = {100};
+  int terminations = 0;
+  mutable std::string askedFor;
+};
+
+class FakePower : public Power {
+ public:
+  struct Assertion {
+    std::string type;
+    int level = 0;
+    std::string name;
+  };
+
+  AssertionId createAssertion(std::string_view type, int level, std::string_view name) override {
+    created.push_back({std::string(type), level, std::string(name)});
+    if (refuses) return 0;
+    held.insert(++lastId_);
+    return lastId_;
+  }
+  void releaseAssertion(AssertionId id) override {
+    ++releases;
+    held.erase(id);
+  }
+  void declareUserActivity(std::string_view name) override { activities.emplace_back(name); }
+
+  std::vector<Assertion> created;
+  std::set<AssertionId> held;
+  std::vector<std::string> activities;
+  int releases = 0;
+  bool refuses = false;
+
+ private:
+  AssertionId lastId_ = 0;
+};
+
+}  // namespace tovalin::fake
