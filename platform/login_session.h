@@ -5,13 +5,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-namespace tovalin {
+#include "platform/subscription.h"
 
-// An active observation; destroying it ends it.
-class Subscription {
- public:
-  virtual ~Subscription() = default;
-};
+namespace tovalin {
 
 // The key of a session dictionary under which the lock state stands.
 inline constexpr const char* kSessionScreenIsLocked = "CGSSessionScreenIsLocked";

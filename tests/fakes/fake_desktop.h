@@ -48,7 +48,7 @@ class FakeLoginSession : public LoginSession {
  private:
   using Observers = std::list<std::function<void()>>;
   struct Observation : Subscription {
-    Observation(Observers& all, Observers::iterator own) : all(all), own(own) {}
+    Observation(Observers& observers, Observers::iterator place) : all(observers), own(place) {}
     ~Observation() override { all.erase(own); }
     Observers& all;
     Observers::iterator own;

@@ -36,19 +36,19 @@ class FakeWindows : public Windows {
 
  private:
   struct FakeMenu : Menu {
-    explicit FakeMenu(FakeWindows& all) : all(all) {}
+    explicit FakeMenu(FakeWindows& owner) : all(owner) {}
     void update(const MenuContent& content) override { all.menu = content; }
     FakeWindows& all;
   };
   struct FakePairingWindow : PairingWindow {
-    explicit FakePairingWindow(FakeWindows& all) : all(all) {}
+    explicit FakePairingWindow(FakeWindows& owner) : all(owner) {}
     void update(const PairingContent& content) override { all.pairing = content; }
     void orderFront() override { all.pairingVisible = true; }
     void orderOut() override { all.pairingVisible = false; }
     FakeWindows& all;
   };
   struct FakeIndicator : IndicatorPanel {
-    explicit FakeIndicator(FakeWindows& all) : all(all) { ++all.indicatorsOnScreen; }
+    explicit FakeIndicator(FakeWindows& owner) : all(owner) { ++all.indicatorsOnScreen; }
     ~FakeIndicator() override { --all.indicatorsOnScreen; }
     FakeWindows& all;
   };

@@ -1,0 +1,17 @@
+#include "ui/connection_indicator.h"
+
+#include <utility>
+
+namespace tovalin {
+
+ConnectionIndicator::ConnectionIndicator(Windows& windows) : windows_(windows) {}
+
+void ConnectionIndicator::show(std::function<void()> disconnect) {
+  if (!panel_) panel_ = windows_.makeIndicator(std::move(disconnect));
+}
+
+void ConnectionIndicator::hide() {
+  panel_.reset();
+}
+
+}  // namespace tovalin
