@@ -2,10 +2,10 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
+#include <iomanip>
 #include <mutex>
+#include <sstream>
 #include <string>
-#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -39,38 +39,38 @@ inline const char* nameOf(MouseEventType type) {
   return "unknown";
 }
 
-// One event in a line, every field of it, so that tests compare and failures read as text:
-// "leftDown button 0 at 960,540 click 1", "key 53 down flags 0x0", "text 0065 0301 down key 0
-// flags 0x0" (UTF-16 units), "scroll -1".
-inline std::string describe(const InputEvent& event) {
-  struct Describer {
-    std::string operator()(const MouseEvent& mouse) const {
-      return format("%s button %d at %.15g,%.15g click %lld", nameOf(mouse.type),
-                    static_cast<int>(mouse.button), mouse.position.x, mouse.position.y,
-                    static_cast<long long>(mouse.clickState));
-    }
-    std::string operator()(const KeyboardEvent& key) const {
-      const auto* direction = key.down ? "down" : "up";
-      const auto flags = static_cast<unsigned long long>(key.flags);
-      if (key.unicodeString.empty()) {
-        return format("key %d %s flags 0x%llx", int{key.keyCode}, direction, flags);
-      }
-      std::string text = "text";
-      for (const char16_t unit : key.unicodeString) text += format(" %04x", unsigned{unit});
-      return text + format(" %s key %d flags 0x%llx", direction, int{key.keyCode}, flags);
-    }
-    std::string operator()(const ScrollEvent& scroll) const {
-      return format("scroll %d", scroll.lines);
-    }
+// One event in a line, every field of it, so that tests compare text and failures read as text:
+// "leftDown button 0 at 960,540 click 1".
+inline std::string describe(const MouseEvent& mouse) {
+  std::ostringstream line;
+  line << std::setprecision(15) << nameOf(mouse.type) << " button "
+       << static_cast<int>(mouse.button) << " at " << mouse.position.x << ',' << mouse.position.y
+       << " click " << mouse.clickState;
+  return line.str();
+}
 
-    template <typename... Arguments>
-    static std::string format(const char* pattern, Arguments... arguments) {
-      char line[200];
-      std::snprintf(line, sizeof line, pattern, arguments...);
-      return line;
-    }
-  };
-  return std::visit(Describer(), event);
+// "key 53 down flags 0x0"; with text, its UTF-16 units: "text 0065 0301 down key 0 flags 0x0".
+inline std::string describe(const KeyboardEvent& key) {
+  const auto* direction = key.down ? " down" : " up";
+  std::ostringstream line;
+  if (key.unicodeString.empty()) {
+    line << "key " << key.keyCode << direction;
+  } else {
+    line << "text" << std::hex << std::setfill('0');
+    for (const char16_t unit : key.unicodeString) line << ' ' << std::setw(4) << unsigned{unit};
+    line << std::dec << direction << " key " << key.keyCode;
+  }
+  line << " flags 0x" << std::hex << key.flags;
+  return line.str();
+}
+
+// "scroll -1".
+inline std::string describe(const ScrollEvent& scroll) {
+  return "scroll " + std::to_string(scroll.lines);
+}
+
+inline std::string describe(const InputEvent& event) {
+  return std::visit([](const auto& one) { return describe(one); }, event);
 }
 
 // Records what is posted, in order, from any thread.
