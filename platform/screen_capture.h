@@ -68,7 +68,8 @@ class CaptureStreamOutput {
   virtual void didStopWithError(const Error& error) = 0;
 };
 
-// One running capture of one display. Destroying it stops it.
+// One running capture of one display. Destroying it stops it. The last reference may go on any
+// thread, also on the adapter's own, inside one of its completions or reports.
 class CaptureStream {
  public:
   // Absent: success.

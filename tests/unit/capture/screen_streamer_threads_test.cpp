@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "capture/screen_streamer.h"
@@ -54,10 +55,14 @@ TEST(ScreenStreamerThreadsTest, SamplesAndCompletionsComeWhileVisitsStartAndStop
     }
   });
 
-  for (int visit = 0; visit < 200; ++visit) {
+  const auto pictureComes = [&](int after) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (delivered == after && std::chrono::steady_clock::now() < deadline) queue.advance(0.5);
+    return delivered != after;
+  };
+  for (int visit = 0; visit < 200 && !HasFailure(); ++visit) {
     streamer->start();
-    const int before = delivered;
-    while (delivered == before) queue.advance(0.5);
+    EXPECT_TRUE(pictureComes(delivered));
     EXPECT_EQ(streamer->captureSize(), (ScreenStreamer::Size{1920, 1080}));
     EXPECT_TRUE(streamer->isRunning());
     queue.advance(2);
