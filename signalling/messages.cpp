@@ -55,6 +55,9 @@ SignalMessage diagnosticMessage(std::string_view text) {
 }
 
 std::optional<SignalMessage> parseMessage(std::string_view bytes) {
+  // The parser takes a zero byte for the end of the text and ignores what follows; in JSON it may
+  // stand nowhere.
+  if (bytes.find('\0') != std::string_view::npos) return std::nullopt;
   bool tooDeep = false;
   const auto keepShallow = [&](int enclosing, json::parse_event_t event, json&) {
     const bool opens =
