@@ -1,5 +1,7 @@
 // What a session builds, feeds and tears down.
 
+#include <algorithm>
+
 #include "tests/unit/peer/session_fixture.h"
 
 namespace tovalin {
