@@ -21,7 +21,7 @@ endif()
 add_library(tovalin_warnings INTERFACE)
 target_compile_options(tovalin_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align
-  -Wunused -Wnull-dereference -Wformat=2 -Wimplicit-fallthrough
+  -Wunused -Wformat=2 -Wimplicit-fallthrough
   $<$<BOOL:${TOVALIN_WERROR}>:-Werror>)
 
 add_library(tovalin_sanitizers INTERFACE)
@@ -67,6 +67,6 @@ function(tovalin_gtest name)
   endif()
   tovalin_executable(${name} SOURCES ${arg_SOURCES} LINKS ${arg_LINKS} GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name}
-    TEST_PREFIX "${arg_LABEL}." DISCOVERY_MODE PRE_TEST
+    TEST_PREFIX "${arg_LABEL}." DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120 ${arg_PROPERTIES})
 endfunction()

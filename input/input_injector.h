@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "input/control_message_handler.h"
 #include "input/held_input.h"
 #include "input/turn_lock.h"
 #include "platform/input_events.h"
@@ -23,7 +24,8 @@ namespace tovalin {
 // Messages are handled one at a time on the thread that receives them; the end of a visit and the
 // delayed steps of unlocking come in from the main thread. Events of one step (a click, a typed
 // character) stay together; a step waits for at most one other.
-class InputInjector : public std::enable_shared_from_this<InputInjector> {
+class InputInjector : public ControlMessageHandler,
+                      public std::enable_shared_from_this<InputInjector> {
  public:
   // All five must outlive the injector. The display that positions map to is chosen here.
   static std::shared_ptr<InputInjector> create(MainQueue& queue, InputEvents& events,
@@ -35,7 +37,7 @@ class InputInjector : public std::enable_shared_from_this<InputInjector> {
 
   // One message, a JSON object; anything else, or an unknown kind, does nothing. A number that
   // does not fit its integer is a deliberate hard stop of the process. Any one thread at a time.
-  void handle(const nlohmann::json& message);
+  void handle(const nlohmann::json& message) override;
 
   // Ends a visit: lifts everything the viewer holds down, and cuts short a message that is still
   // being handled (a text, a row of clicks), so that this waits for one step at most. Unlocking

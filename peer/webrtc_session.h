@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "peer/control_message_handler.h"
+#include "input/control_message_handler.h"
 #include "peer/webrtc_process.h"
 #include "platform/rtc.h"
 #include "platform/shared_slot.h"
