@@ -1,0 +1,37 @@
+#include "app/tovalin_host_app.h"
+
+#include "platform/weak_task.h"
+
+namespace tovalin {
+namespace {
+
+constexpr double kOnboardingDelaySeconds = 1.5;
+
+}  // namespace
+
+TovalinHostApp::TovalinHostApp(const HostPlatform& platform)
+    : platform_(platform), pairing_(std::make_shared<PairingWindowController>(platform.windows)) {
+  scheduleOnboarding();
+  controller_ = HostController::create(platform_);
+  showScene();
+}
+
+TovalinHostApp::~TovalinHostApp() = default;
+
+void TovalinHostApp::showScene() {
+  HostControllerRegistry::shared = controller_;
+  menu_ = std::make_unique<HostMenuView>(
+      platform_.windows, controller_, weakly(pairing_, [](PairingWindowController& pairing) {
+        if (const auto host = HostControllerRegistry::shared.lock()) pairing.show(host);
+      }));
+}
+
+void TovalinHostApp::scheduleOnboarding() {
+  platform_.queue.after(kOnboardingDelaySeconds,
+                        weakly(pairing_, [](PairingWindowController& pairing) {
+                          const auto host = HostControllerRegistry::shared.lock();
+                          if (host && !host->hasPairedOnce()) pairing.show(host);
+                        }));
+}
+
+}  // namespace tovalin
