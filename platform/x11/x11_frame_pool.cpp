@@ -1,0 +1,116 @@
+#include "platform/x11/x11_frame_pool.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tovalin {
+namespace {
+
+uint64_t nextStreamIdentity() {
+  static std::atomic<uint64_t> last{0};
+  return ++last;
+}
+
+}  // namespace
+
+// One lent buffer, in the consumers' hands.
+class FramePool::Picture : public PixelBuffer {
+ public:
+  Picture(const PooledFrame& frame, std::shared_ptr<Returns> returns, uint64_t streamIdentity,
+          uint64_t pictureNumber, const BandSet& damage)
+      : memory_(frame.memory),
+        canvas_(frame.canvas),
+        returns_(std::move(returns)),
+        streamIdentity_(streamIdentity),
+        pictureNumber_(pictureNumber),
+        damage_(damage) {
+    memory_->lent = true;
+  }
+
+  // The order of the two is what `take` relies on: either it sees the buffer free, or this sees
+  // that it is awaited.
+  ~Picture() override {
+    memory_->lent = false;
+    if (returns_->awaited.exchange(false)) returns_->wake->signal();
+  }
+
+  int width() const override { return canvas_.width; }
+  int height() const override { return canvas_.height; }
+  int stride() const override { return canvas_.stride; }
+  const uint8_t* data() const override { return canvas_.data; }
+  uint64_t streamIdentity() const override { return streamIdentity_; }
+  uint64_t pictureNumber() const override { return pictureNumber_; }
+  std::span<const RowBand> damage() const override { return damage_.bands(); }
+
+ private:
+  std::shared_ptr<FrameMemory> memory_;
+  PixelCanvas canvas_;
+  std::shared_ptr<Returns> returns_;
+  uint64_t streamIdentity_;
+  uint64_t pictureNumber_;
+  BandSet damage_;
+};
+
+FramePool::FramePool(int width, int height, int depth, std::shared_ptr<CaptureWake> wake,
+                     Allocate allocate)
+    : width_(width),
+      height_(height),
+      depth_(static_cast<size_t>(depth)),
+      allocate_(std::move(allocate)),
+      returns_(std::make_shared<Returns>()),
+      streamIdentity_(nextStreamIdentity()) {
+  returns_->wake = std::move(wake);
+}
+
+FramePool::~FramePool() = default;
+
+bool FramePool::prepare() {
+  return addFrame() != nullptr;
+}
+
+PooledFrame* FramePool::take(const PooledFrame* apartFrom) {
+  PooledFrame* frame = freeFrame(apartFrom);
+  if (frame == nullptr) {
+    returns_->awaited = true;
+    frame = freeFrame(apartFrom);
+    if (frame == nullptr) return nullptr;
+    returns_->awaited = false;
+  }
+  frame->covered.restore(frame->canvas);
+  return frame;
+}
+
+PooledFrame* FramePool::freeFrame(const PooledFrame* apartFrom) {
+  size_t lent = 0;
+  PooledFrame* best = nullptr;
+  for (const auto& frame : frames_) {
+    if (frame->memory->lent) {
+      ++lent;
+    } else if (frame.get() != apartFrom &&
+               (best == nullptr || frame->stale.rows() < best->stale.rows())) {
+      best = frame.get();
+    }
+  }
+  if (lent >= depth_) return nullptr;
+  return best != nullptr || frames_.size() > depth_ ? best : addFrame();
+}
+
+PooledFrame* FramePool::addFrame() {
+  auto memory = allocate_();
+  if (memory == nullptr) return nullptr;
+  auto frame = std::make_unique<PooledFrame>();
+  frame->canvas = {memory->data(), width_ * 4, width_, height_};
+  frame->memory = std::move(memory);
+  frame->stale.add({0, height_});
+  return frames_.emplace_back(std::move(frame)).get();
+}
+
+void FramePool::markStale(const BandSet& rows) {
+  for (const auto& frame : frames_) frame->stale.add(rows);
+}
+
+PixelBufferRef FramePool::lend(PooledFrame& frame, const BandSet& damage) {
+  return std::make_shared<Picture>(frame, returns_, streamIdentity_, ++pictureNumber_, damage);
+}
+
+}  // namespace tovalin

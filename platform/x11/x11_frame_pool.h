@@ -1,0 +1,70 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "platform/pixel_buffer.h"
+#include "platform/x11/x11_capture_wake.h"
+#include "platform/x11/x11_frame_bands.h"
+#include "platform/x11/x11_frame_cursor.h"
+#include "platform/x11/x11_frame_memory.h"
+
+namespace tovalin {
+
+// One buffer of a pool, as the capture thread sees it.
+struct PooledFrame {
+  std::shared_ptr<FrameMemory> memory;
+  BandSet stale;          // rows in which it is behind the newest picture
+  CoveredPixels covered;  // what its own cursor hides
+  PixelCanvas canvas;
+};
+
+// The buffers of one stream. At most `depth` are in consumers' hands at once; one more is made, so
+// that the newest picture is always there to compare with. Buffers are made when first needed: a
+// quick consumer never sees more than two or three. Capture thread alone, but for the returns.
+class FramePool {
+ public:
+  using Allocate = std::function<std::shared_ptr<FrameMemory>()>;
+
+  FramePool(int width, int height, int depth, std::shared_ptr<CaptureWake> wake, Allocate allocate);
+  ~FramePool();
+
+  // Makes the first buffer; false when there is no memory for one.
+  bool prepare();
+
+  // The free buffer that needs least to become current, with its cursor taken off; null when
+  // `depth` are out. `apartFrom` is never chosen. After null, the return of a buffer signals the
+  // wake, so that nobody has to look again before that.
+  PooledFrame* take(const PooledFrame* apartFrom);
+
+  // What has changed on the screen: every buffer is behind by these rows.
+  void markStale(const BandSet& rows);
+
+  // Hands a taken buffer out as the next picture. It is free again when the last reference goes.
+  PixelBufferRef lend(PooledFrame& frame, const BandSet& damage);
+
+ private:
+  class Picture;
+  // Shared with the pictures, which outlive the pool.
+  struct Returns {
+    std::shared_ptr<CaptureWake> wake;
+    std::atomic<bool> awaited{false};
+  };
+
+  PooledFrame* freeFrame(const PooledFrame* apartFrom);
+  PooledFrame* addFrame();
+
+  int width_;
+  int height_;
+  size_t depth_;
+  Allocate allocate_;
+  std::shared_ptr<Returns> returns_;
+  std::vector<std::unique_ptr<PooledFrame>> frames_;
+  uint64_t streamIdentity_;
+  uint64_t pictureNumber_ = 0;
+};
+
+}  // namespace tovalin
