@@ -18,7 +18,7 @@ void CaptureWake::signal() {
   eventfd_write(fd_, 1);
 }
 
-void CaptureWake::wait(std::chrono::steady_clock::time_point until, xcb_connection_t* connection) {
+bool CaptureWake::wait(std::chrono::steady_clock::time_point until, xcb_connection_t* connection) {
   using namespace std::chrono;
   pollfd watched[2] = {{fd_, POLLIN, 0}, {-1, POLLIN, 0}};
   if (connection != nullptr) watched[1].fd = xcb_get_file_descriptor(connection);
@@ -27,7 +27,7 @@ void CaptureWake::wait(std::chrono::steady_clock::time_point until, xcb_connecti
   const timespec timeout{whole.count(), static_cast<long>((left - whole).count())};
   ppoll(watched, 2, &timeout, nullptr);
   eventfd_t count;
-  if ((watched[0].revents & POLLIN) != 0) eventfd_read(fd_, &count);
+  return (watched[0].revents & POLLIN) != 0 && eventfd_read(fd_, &count) == 0;
 }
 
 }  // namespace tovalin

@@ -21,8 +21,8 @@ class CaptureWake {
 
   // Returns when signalled (the signal is then used up), when `until` has come, or, given a
   // connection, when the server has sent something. Events that libxcb has read already do not
-  // count: take them before waiting.
-  void wait(std::chrono::steady_clock::time_point until, xcb_connection_t* connection);
+  // count: take them before waiting. True when it was the signal.
+  bool wait(std::chrono::steady_clock::time_point until, xcb_connection_t* connection);
 
  private:
   int fd_;

@@ -39,8 +39,7 @@ class X11ScreenCapture : public ScreenCapture {
 
   void shareableContent(ContentCompletion completion) override {
     auto list = [name = displayName_, known = known_, completion] {
-      const X11Connection connection(name);
-      DisplayLayout layout = readDisplayLayout(connection);
+      DisplayLayout layout = readDisplayLayout(X11Connection(name));
       ShareableContent content;
       for (const PlacedDisplay& display : layout.displays) {
         content.displays.push_back({display.id, display.width, display.height});
