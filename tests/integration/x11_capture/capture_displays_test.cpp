@@ -50,6 +50,31 @@ TEST_F(CaptureDisplaysTest, WithEveryOutputOffTheRootWindowIsTheDisplay) {
   EXPECT_EQ(capture_->mainDisplay(), displays[0].id);
 }
 
+TEST_F(CaptureDisplaysTest, OnlyThePartThatTheDisplayShowsIsStreamed) {
+  startServer();
+  desktop_->setCursor(16, 0xff0000);
+  desktop_->warpPointer(250, 150);
+  desktop_->fill({{0, 0, 640, 480, 0x111111}, {100, 50, 301, 201, 0x222222}});
+  desktop_->showPart(100, 50, 301, 201);
+  stream();
+  ASSERT_TRUE(pixelBecomes(150, 100, 0xff0000)) << "the pointer";
+  EXPECT_EQ(output_->picture()->width(), 301);
+  EXPECT_EQ(output_->picture()->height(), 201);
+  EXPECT_EQ(pixelAt(*output_->picture(), 0, 0), 0x222222U);
+  EXPECT_EQ(pixelAt(*output_->picture(), 300, 200), 0x222222U);
+
+  desktop_->fill({{0, 60, 100, 10, 0x333333}, {401, 60, 100, 10, 0x333333}});
+  desktop_->fill(90, 70, 20, 10, 0x444444);
+  ASSERT_TRUE(pixelBecomes(9, 20, 0x444444));
+  EXPECT_EQ(pixelAt(*output_->picture(), 10, 20), 0x222222U);
+  EXPECT_EQ(output_->newestDamage(), (std::vector<RowBand>{{20, 30}})) << "what is beside is none";
+  EXPECT_EQ(output_->brokenPromises(), 0);
+
+  desktop_->showPart(0, 0, 301, 201);
+  ASSERT_TRUE(output_->waitForError());
+  EXPECT_EQ(output_->errors()[0].description, "the display was moved");
+}
+
 TEST_F(CaptureDisplaysTest, RefusesStreamsThatMakeNoSense) {
   startServer();
   const CaptureConfiguration good = configuration();

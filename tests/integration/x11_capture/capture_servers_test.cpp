@@ -1,11 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "tests/integration/x11_capture/capture_fixture.h"
 
@@ -86,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
         ServerCase{"NoDamage", "801x601x24", {"-extension", "DAMAGE"}, {kCompared}},
         ServerCase{"NoSharedMemory", "801x601x24", {"-extension", "MIT-SHM"}, {kCopied}},
         ServerCase{"NoRandr", "801x601x24", {"-extension", "RANDR"}, {}},
-        ServerCase{"Nothing",
+        ServerCase{"BarestServer",
                    "801x601x24",
                    {"-extension", "DAMAGE", "-extension", "MIT-SHM", "-extension", "RANDR"},
                    {kCompared, kCopied}}),
@@ -144,7 +148,21 @@ INSTANTIATE_TEST_SUITE_P(
                               {"-extension", "DAMAGE"}}),
     [](const auto& test) { return std::string(test.param.name); });
 
-using CaptureServerQuirksTest = CaptureFixture;
+class CaptureServerQuirksTest : public CaptureFixture {
+ protected:
+  // Whether a segment that this process made is still there.
+  static bool ownsSystemVSegment() {
+    std::ifstream table("/proc/sysvipc/shm");
+    std::string line;
+    std::getline(table, line);  // headings: key shmid perms size cpid …
+    long key = 0, id = 0, mode = 0, bytes = 0, maker = 0;
+    while (std::getline(table, line)) {
+      std::istringstream(line) >> key >> id >> mode >> bytes >> maker;
+      if (maker == getpid()) return true;
+    }
+    return false;
+  }
+};
 
 TEST_F(CaptureServerQuirksTest, APaletteScreenIsRefusedAtTheStart) {
   startServer("640x480x8");
@@ -155,6 +173,31 @@ TEST_F(CaptureServerQuirksTest, APaletteScreenIsRefusedAtTheStart) {
       failed->description,
       "the screen's visual is 8-bit pseudo-color; 16, 24 or 30 bits of true color are needed");
   EXPECT_TRUE(output_->samples().empty());
+}
+
+// Where no anonymous file can be had (here: because files may not grow), a System V segment does
+// as well, and is not left behind.
+TEST_F(CaptureServerQuirksTest, ASystemVSegmentServesInsteadOfAFile) {
+  startServer("801x601x24");
+  CaptureConfiguration wanted = configuration();
+  wanted.showsCursor = false;
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit tight{4096, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &tight);
+  stream(wanted);
+  desktop_->fill(5, 500, 10, 10, 0xff8800);
+  EXPECT_TRUE(pictureBecomesTheScreen());
+  EXPECT_TRUE(ownsSystemVSegment());
+  stop();
+  stream_ = nullptr;
+  output_ = nullptr;
+  capture_ = nullptr;
+  setrlimit(RLIMIT_FSIZE, &before);
+  server_->kill();
+  EXPECT_FALSE(ownsSystemVSegment());
+  EXPECT_TRUE(log_.lines().empty());
 }
 
 // Xvfb keeps its screen in a file on demand. Writing there changes pixels without the server

@@ -109,16 +109,24 @@ void DesktopClient::switchOff() {
 
 void DesktopClient::resize(int width, int height) {
   switchOff();
+  const auto w = static_cast<uint16_t>(width);
+  const auto h = static_cast<uint16_t>(height);
+  xcb_randr_set_screen_size(connection_.get(), connection_.root(), w, h, w, h);
+  showPart(0, 0, width, height);
+}
+
+void DesktopClient::showPart(int x, int y, int width, int height) {
   xcb_connection_t* c = connection_.get();
   const auto w = static_cast<uint16_t>(width);
   const auto h = static_cast<uint16_t>(height);
-  xcb_randr_set_screen_size(c, connection_.root(), w, h, w, h);
   const auto resources = required(xcb_randr_get_screen_resources_current_reply(
       c, xcb_randr_get_screen_resources_current(c, connection_.root()), nullptr));
   const xcb_randr_crtc_t crtc = *xcb_randr_get_screen_resources_current_crtcs(resources.get());
   const xcb_randr_output_t output =
       *xcb_randr_get_screen_resources_current_outputs(resources.get());
-  const std::string name = std::to_string(width) + "x" + std::to_string(height);
+  // Names may not occur twice.
+  const std::string name = std::to_string(width) + "x" + std::to_string(height) + "+" +
+                           std::to_string(x) + "+" + std::to_string(y);
   xcb_randr_mode_info_t mode{};
   mode.width = w;
   mode.height = h;
@@ -131,8 +139,9 @@ void DesktopClient::resize(int width, int height) {
   xcb_randr_add_output_mode(c, output, created->mode);
   const auto set = required(xcb_randr_set_crtc_config_reply(
       c,
-      xcb_randr_set_crtc_config(c, crtc, XCB_CURRENT_TIME, resources->config_timestamp, 0, 0,
-                                created->mode, XCB_RANDR_ROTATION_ROTATE_0, 1, &output),
+      xcb_randr_set_crtc_config(c, crtc, XCB_CURRENT_TIME, resources->config_timestamp,
+                                static_cast<int16_t>(x), static_cast<int16_t>(y), created->mode,
+                                XCB_RANDR_ROTATION_ROTATE_0, 1, &output),
       nullptr));
   if (set->status != XCB_RANDR_SET_CONFIG_SUCCESS) throw std::runtime_error("no such mode");
 }

@@ -38,6 +38,8 @@ class DesktopClient {
   // Switches the only output off, or to a new size together with the screen.
   void switchOff();
   void resize(int width, int height);
+  // Has the output show this part of the screen.
+  void showPart(int x, int y, int width, int height);
 
   int width() const { return connection_.screen()->width_in_pixels; }
   int height() const { return connection_.screen()->height_in_pixels; }
