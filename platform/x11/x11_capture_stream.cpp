@@ -93,36 +93,39 @@ bool X11CaptureStream::usable() const {
 }
 
 void X11CaptureStream::startCapture(Completion completion) {
+  // The completion may destroy this stream before this function has returned.
+  const auto state = state_;
   {
-    std::lock_guard lock(state_->mutex);
-    if (state_->phase == State::Phase::created) {
-      const bool begun = state_->threads->run(
-          threadName(state_->configuration.queueLabel),
-          [state = state_, completion] { state->run(completion); },
-          [state = std::weak_ptr(state_)] {
-            if (const auto alive = state.lock()) alive->stopSoon();
+    std::lock_guard lock(state->mutex);
+    if (state->phase == State::Phase::created) {
+      const bool begun = state->threads->run(
+          threadName(state->configuration.queueLabel),
+          [state, completion] { state->run(completion); },
+          [weak = std::weak_ptr(state)] {
+            if (const auto alive = weak.lock()) alive->stopSoon();
           });
       if (begun) {
-        state_->phase = State::Phase::running;
+        state->phase = State::Phase::running;
         return;
       }
     }
   }
-  state_->complete(std::move(completion), Error{"the stream cannot be started"});
+  state->complete(std::move(completion), Error{"the stream cannot be started"});
 }
 
 void X11CaptureStream::stopCapture(Completion completion) {
-  state_->stopSoon();
+  const auto state = state_;
+  state->stopSoon();
   {
-    std::lock_guard lock(state_->mutex);
-    if (state_->phase == State::Phase::running) {
-      state_->stopAwaiters.push_back(std::move(completion));
+    std::lock_guard lock(state->mutex);
+    if (state->phase == State::Phase::running) {
+      state->stopAwaiters.push_back(std::move(completion));
       return;
     }
     // A stream that was stopped before it was started stays stopped.
-    state_->phase = State::Phase::ended;
+    state->phase = State::Phase::ended;
   }
-  state_->complete(std::move(completion), std::nullopt);
+  state->complete(std::move(completion), std::nullopt);
 }
 
 }  // namespace tovalin
