@@ -45,6 +45,7 @@ std::vector<PlacedDisplay> activeOutputs(const X11Connection& connection,
   const xcb_randr_output_t* outputs = xcb_randr_get_screen_resources_current_outputs(&all);
   const int count = xcb_randr_get_screen_resources_current_outputs_length(&all);
   std::vector<xcb_randr_get_output_info_cookie_t> outputRequests;
+  outputRequests.reserve(static_cast<size_t>(count));
   for (int index = 0; index < count; ++index) {
     outputRequests.push_back(xcb_randr_get_output_info(c, outputs[index], all.config_timestamp));
   }

@@ -65,7 +65,7 @@ struct X11CaptureStream::State : std::enable_shared_from_this<State> {
 
   // Calls a completion on a thread of ours, as every completion is; on this one only when no
   // thread can be had any more.
-  void complete(Completion completion, std::optional<Error> result) {
+  void complete(const Completion& completion, const std::optional<Error>& result) {
     auto call = [completion, result] { completion(result); };
     if (!threads->run("tovalin-capture", call, [] {})) call();
   }
@@ -110,7 +110,7 @@ void X11CaptureStream::startCapture(Completion completion) {
       }
     }
   }
-  state->complete(std::move(completion), Error{"the stream cannot be started"});
+  state->complete(completion, Error{"the stream cannot be started"});
 }
 
 void X11CaptureStream::stopCapture(Completion completion) {
@@ -125,7 +125,7 @@ void X11CaptureStream::stopCapture(Completion completion) {
     // A stream that was stopped before it was started stays stopped.
     state->phase = State::Phase::ended;
   }
-  state->complete(std::move(completion), std::nullopt);
+  state->complete(completion, std::nullopt);
 }
 
 }  // namespace tovalin

@@ -50,7 +50,7 @@ std::shared_ptr<FrameMemory> FrameMemory::bySystemV(X11Connection& connection, s
   void* data = shmat(id, nullptr, 0);
   const xcb_shm_seg_t segment = xcb_generate_id(connection.get());
   std::shared_ptr<FrameMemory> memory;
-  if (data != reinterpret_cast<void*>(-1)) {
+  if (reinterpret_cast<intptr_t>(data) != -1) {
     memory.reset(new FrameMemory(data, bytes, Origin::systemV, segment));
     const auto request =
         xcb_shm_attach_checked(connection.get(), segment, static_cast<uint32_t>(id), 0);
