@@ -64,8 +64,7 @@ CaptureSession::CaptureSession(std::unique_ptr<X11Connection> connection,
       lookInterval_(pointer_.reportsMotion() ? FramePacing::kIdleInterval
                                              : frameInterval(configuration)),
       lookDue_(pointer_.shows() ? Time::min() : Time::max()),
-      pending_({0, display.height}),
-      layoutChanged_(true) {
+      pending_({0, display.height}) {
   if (!damage_.works()) {
     notices.once("[Tovalin] the x server reports no damage, the screen is compared instead");
   }

@@ -64,7 +64,8 @@ class CaptureSession {
   FramePacing::Clock::duration lookInterval_;
   Time lookDue_;
   BandSet pending_;  // rows reported as drawn on since the newest picture
-  bool layoutChanged_ = false;
+  // At first too: the layout may have changed before its events were asked for.
+  bool layoutChanged_ = true;
   std::weak_ptr<CaptureStreamOutput> output_;
   bool outputGone_ = false;
 };
