@@ -15,7 +15,7 @@
 namespace tovalin {
 namespace {
 
-constexpr size_t kMachineInfoLimitBytes = 64 * 1024;
+constexpr size_t kMachineInfoLimitBytes = size_t{64} * 1024;
 constexpr std::string_view kPrettyHostname = "PRETTY_HOSTNAME=";
 
 // A value as a shell assignment writes it: bare, or in either kind of quotes; a backslash takes

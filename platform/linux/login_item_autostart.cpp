@@ -16,7 +16,7 @@
 namespace tovalin {
 namespace {
 
-constexpr size_t kEntryLimitBytes = 64 * 1024;
+constexpr size_t kEntryLimitBytes = size_t{64} * 1024;
 constexpr mode_t kEntryMode = 0644;
 
 // One argument of an Exec line. Two rules of the desktop entry format apply one after the other:

@@ -19,7 +19,7 @@ namespace tovalin {
 namespace {
 
 // /proc/<pid>/stat is one line of some fifty numbers.
-constexpr size_t kStatLimitBytes = 8 * 1024;
+constexpr size_t kStatLimitBytes = size_t{8} * 1024;
 constexpr size_t kNoteLimitBytes = 64;
 
 // The start time in field 22 of /proc/<pid>/stat, in clock ticks since boot; empty when the
@@ -77,7 +77,7 @@ class LinuxRunningApplications : public RunningApplications {
   }
 
   ~LinuxRunningApplications() override {
-    if (trusted_) unlink(note(kBundleIdentifier, ownProcessId()).c_str());
+    if (trusted_) unlink(note(kBundleIdentifier, getpid()).c_str());
   }
 
   int ownProcessId() const override { return getpid(); }
@@ -114,11 +114,11 @@ class LinuxRunningApplications : public RunningApplications {
   }
 
   std::optional<Error> noteThisProcess() const {
-    const auto file = note(kBundleIdentifier, ownProcessId());
+    const auto file = note(kBundleIdentifier, getpid());
     if (auto error = makePrivateDirectories(file.parent_path())) return error;
     if (auto error = checkPrivate(directory_)) return error;
     if (auto error = checkPrivate(file.parent_path())) return error;
-    return writeFileAtomically(file, startTime(ownProcessId()) + "\n", 0600);
+    return writeFileAtomically(file, startTime(getpid()) + "\n", 0600);
   }
 
   static bool isLive(int pid, const std::filesystem::path& note) {

@@ -15,6 +15,7 @@ class KernelRandom : public SecureRandom {
   explicit KernelRandom(GetRandom getRandom) : getRandom_(getRandom) {}
 
   int fill(std::span<uint8_t> bytes) override {
+    if (bytes.empty()) return 0;
     std::vector<uint8_t> fresh(bytes.size());
     size_t have = 0;
     while (have < fresh.size()) {

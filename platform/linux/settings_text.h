@@ -12,7 +12,7 @@
 namespace tovalin {
 
 // Nobody's settings are longer, so a file that is has been damaged.
-inline constexpr size_t kSettingsLimitBytes = 1024 * 1024;
+inline constexpr size_t kSettingsLimitBytes = size_t{1024} * 1024;
 
 // The text of the settings file: lines "key=value" under a "[General]" header, UTF-8. Everything
 // else that a user may write there (comments, other keys and headers, blank lines) is kept.

@@ -136,7 +136,7 @@ class ConsolePairingWindow : public PairingWindow {
   explicit ConsolePairingWindow(std::shared_ptr<Console> console) : console_(std::move(console)) {}
   ~ConsolePairingWindow() override {
     console_->pairingActions = {};
-    orderOut();
+    ConsolePairingWindow::orderOut();
   }
   void update(const PairingContent& content) override {
     console_->pairing = content;

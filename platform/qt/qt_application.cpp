@@ -47,7 +47,7 @@ class QtApplication::Signals {
       application.quit();
     });
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) handle(number);
-    signal(SIGPIPE, SIG_IGN);
+    (void)signal(SIGPIPE, SIG_IGN);
   }
 
   ~Signals() {

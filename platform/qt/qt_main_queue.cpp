@@ -19,7 +19,7 @@ namespace {
 constexpr int64_t kNsPerMs = 1'000'000;
 
 // The longest single wait handed to Qt, whose intervals are int milliseconds.
-constexpr int64_t kLongestWaitMs = 24 * 3600 * 1000;
+constexpr int64_t kLongestWaitMs = int64_t{24} * 3600 * 1000;
 
 int64_t monotonicClockNs() {
   timespec now;

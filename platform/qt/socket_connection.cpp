@@ -8,14 +8,14 @@ namespace tovalin {
 namespace {
 
 // Many times what a signalling message may grow to. Qt's own limit is the memory of the machine.
-constexpr size_t kMessageLimitBytes = 16 * 1024 * 1024;
+constexpr size_t kMessageLimitBytes = size_t{16} * 1024 * 1024;
 
 // What may wait to be received: two of the longest messages. A client asks again at once, so more
 // waits only when the peer floods.
 constexpr size_t kArrivalLimitBytes = 2 * kMessageLimitBytes;
 
 // What a server may say before the socket is open; Qt waits for the end of it.
-constexpr qint64 kAnswerLimitBytes = 64 * 1024;
+constexpr qint64 kAnswerLimitBytes = qint64{64} * 1024;
 
 // Says that this end goes away without more ado (RFC 6455, 7.4.1).
 constexpr int kGoingAway = 1001;
