@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+// clang-format off: the check above precedes every header of the library
+#include <api/scoped_refptr.h>
+#include <api/video/i420_buffer.h>
+#include <rtc_base/ref_counted_object.h>
+// clang-format on
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/pixel_buffer.h"
+#include "platform/webrtc/damage_history.h"
+
+namespace tovalin {
+
+// Turns captured BGRA pictures into I420 (BT.601, limited range: what a VP8 viewer assumes). Keeps
+// its copies up to date by converting only the rows that changed, and hands out the same copy for
+// the same picture. Not thread-safe.
+class PictureConverter {
+ public:
+  // One copy being encoded, one waiting, two on their way: when all are held the encoder is
+  // behind, and one more would only add delay.
+  static constexpr size_t kCopies = 4;
+
+  // Takes note of a picture that nobody wants to see, so that its damage is not lost.
+  void skip(const PixelBuffer& picture);
+
+  // The picture in I420, immutable from now on; null when the consumer still holds every copy.
+  rtc::scoped_refptr<webrtc::I420BufferInterface> convert(const PixelBuffer& picture);
+
+  // Rows converted since construction.
+  int64_t rowsConverted() const { return rowsConverted_; }
+
+ private:
+  // Each copy's reference count tells whether the consumer still reads it.
+  using Buffer = rtc::RefCountedObject<webrtc::I420Buffer>;
+
+  struct Copy {
+    rtc::scoped_refptr<Buffer> buffer;
+    uint64_t number = 0;
+    bool filled = false;
+  };
+
+  Copy* freshestFreeCopy(const PixelBuffer& picture);
+  void convertRows(const PixelBuffer& picture, Buffer& target, RowBand band);
+
+  DamageHistory history_;
+  std::vector<Copy> copies_;
+  int64_t rowsConverted_ = 0;
+};
+
+}  // namespace tovalin

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+// clang-format off: the check above precedes every header of the library
+#include <api/peer_connection_interface.h>
+#include <api/task_queue/task_queue_factory.h>
+#include <api/video_codecs/video_decoder_factory.h>
+#include <api/video_codecs/video_encoder_factory.h>
+#include <rtc_base/thread.h>
+// clang-format on
+
+#include <memory>
+
+namespace tovalin {
+
+// The library's three threads and its factory. Whatever is made from the factory holds the engine,
+// so the threads outlive it; the last holder's release joins them, on whichever thread that is.
+class RtcEngine {
+ public:
+  static std::shared_ptr<RtcEngine> start(std::unique_ptr<webrtc::VideoEncoderFactory> encoders,
+                                          std::unique_ptr<webrtc::VideoDecoderFactory> decoders);
+  RtcEngine(const RtcEngine&) = delete;
+  RtcEngine& operator=(const RtcEngine&) = delete;
+
+  // Every callback of the library to its observers comes on this thread.
+  rtc::Thread& signaling() { return *signaling_; }
+  webrtc::PeerConnectionFactoryInterface& factory() { return *factory_; }
+
+ private:
+  RtcEngine(std::unique_ptr<webrtc::VideoEncoderFactory> encoders,
+            std::unique_ptr<webrtc::VideoDecoderFactory> decoders);
+  ~RtcEngine();
+
+  bool runsThisThread() const;
+
+  std::unique_ptr<webrtc::TaskQueueFactory> audioQueues_;
+  std::unique_ptr<rtc::Thread> network_;
+  std::unique_ptr<rtc::Thread> worker_;
+  std::unique_ptr<rtc::Thread> signaling_;
+  rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
+};
+
+}  // namespace tovalin

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+// clang-format off: the check above precedes every header of the library
+#include <media/base/adapted_video_track_source.h>
+// clang-format on
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+
+#include "platform/pixel_buffer.h"
+#include "platform/webrtc/picture_converter.h"
+
+namespace tovalin {
+
+// The screen as the media library sees it: a screencast, so that under load it keeps the
+// resolution and drops frames, and text stays readable.
+class ScreenSource : public rtc::AdaptedVideoTrackSource {
+ public:
+  // Converts and delivers one picture on the calling thread. Nothing is converted while nobody
+  // watches or the library's rate control passes this picture over. Any thread; calls are taken
+  // one at a time.
+  void push(const PixelBuffer& picture, int64_t timestampNs);
+
+  bool is_screencast() const override { return true; }
+  absl::optional<bool> needs_denoising() const override { return false; }
+  SourceState state() const override { return kLive; }
+  bool remote() const override { return false; }
+
+ private:
+  std::mutex mutex_;
+  PictureConverter converter_;
+};
+
+}  // namespace tovalin

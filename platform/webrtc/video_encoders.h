@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+// clang-format off: the check above precedes every header of the library
+#include <api/video_codecs/video_encoder_factory.h>
+// clang-format on
+
+#include <memory>
+#include <vector>
+
+#include "platform/rtc.h"
+
+namespace tovalin {
+
+// What the library's VP8 encoder reports of itself, and a new one. Any thread.
+std::vector<VideoCodecInfo> libraryVp8Codecs();
+std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder();
+
+// Offers the port's encoder factory to the library. An encoder that this adapter did not make
+// counts as none.
+std::unique_ptr<webrtc::VideoEncoderFactory> bridgeEncoders(
+    std::unique_ptr<RtcVideoEncoderFactory> encoders);
+
+}  // namespace tovalin

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+// clang-format off: the check above precedes every header of the library
+#include <api/media_stream_interface.h>
+#include <api/scoped_refptr.h>
+// clang-format on
+
+#include <memory>
+#include <utility>
+
+#include "platform/rtc.h"
+#include "platform/webrtc/rtc_engine.h"
+#include "platform/webrtc/screen_source.h"
+
+namespace tovalin {
+
+class WebRtcVideoSource final : public RtcVideoSource {
+ public:
+  explicit WebRtcVideoSource(std::shared_ptr<RtcEngine> engine)
+      : engine_(std::move(engine)), native_(rtc::make_ref_counted<ScreenSource>()) {}
+
+  void push(const PixelBufferRef& pixelBuffer, int64_t timestampNs) override {
+    if (pixelBuffer) native_->push(*pixelBuffer, timestampNs);
+  }
+
+  ScreenSource& native() { return *native_; }
+
+ private:
+  const std::shared_ptr<RtcEngine> engine_;
+  const rtc::scoped_refptr<ScreenSource> native_;
+};
+
+class WebRtcVideoTrack final : public RtcVideoTrack {
+ public:
+  WebRtcVideoTrack(std::shared_ptr<RtcEngine> engine,
+                   rtc::scoped_refptr<webrtc::VideoTrackInterface> native)
+      : engine_(std::move(engine)), native_(std::move(native)) {}
+
+  const rtc::scoped_refptr<webrtc::VideoTrackInterface>& native() const { return native_; }
+
+ private:
+  const std::shared_ptr<RtcEngine> engine_;
+  const rtc::scoped_refptr<webrtc::VideoTrackInterface> native_;
+};
+
+}  // namespace tovalin

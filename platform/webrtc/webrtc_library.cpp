@@ -1,0 +1,86 @@
+#include "platform/webrtc/webrtc_library.h"
+
+#include "platform/webrtc/require_checks.h"
+
+// clang-format off: the check above precedes every header of the library
+#include <api/video_codecs/builtin_video_decoder_factory.h>
+#include <rtc_base/logging.h>
+#include <rtc_base/ssl_adapter.h>
+// clang-format on
+
+#include <utility>
+
+#include "platform/fatal.h"
+#include "platform/webrtc/network_interfaces.h"
+#include "platform/webrtc/peer_connection.h"
+#include "platform/webrtc/rtc_engine.h"
+#include "platform/webrtc/video_encoders.h"
+#include "platform/webrtc/video_track.h"
+
+namespace tovalin {
+namespace {
+
+class WebRtcFactory final : public RtcPeerConnectionFactory {
+ public:
+  explicit WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders)
+      : engine_(RtcEngine::start(bridgeEncoders(std::move(encoders)),
+                                 webrtc::CreateBuiltinVideoDecoderFactory())) {}
+
+  std::shared_ptr<RtcPeerConnection> createPeerConnection(
+      const RtcConfiguration& configuration,
+      std::weak_ptr<RtcPeerConnectionObserver> observer) override {
+    chooseNetworks();
+    return WebRtcPeerConnection::open(engine_, configuration, std::move(observer));
+  }
+
+  std::shared_ptr<RtcVideoSource> createVideoSource() override {
+    return std::make_shared<WebRtcVideoSource>(engine_);
+  }
+
+  std::shared_ptr<RtcVideoTrack> createVideoTrack(std::shared_ptr<RtcVideoSource> source,
+                                                  const std::string& trackId) override {
+    const auto ours = std::dynamic_pointer_cast<WebRtcVideoSource>(source);
+    if (!ours) return nullptr;
+    auto track = engine_->factory().CreateVideoTrack(trackId, &ours->native());
+    if (!track) return nullptr;
+    return std::make_shared<WebRtcVideoTrack>(engine_, std::move(track));
+  }
+
+ private:
+  // The library leaves the loopback out, which is right as long as there is anything else: a
+  // browser on this machine reaches the host under its outside address. Offline, the loopback is
+  // the only way in.
+  void chooseNetworks() {
+    webrtc::PeerConnectionFactoryInterface::Options options;
+    if (!thisMachineHasNetwork()) options.network_ignore_mask = 0;
+    engine_->factory().SetOptions(options);
+  }
+
+  const std::shared_ptr<RtcEngine> engine_;
+};
+
+class WebRtcLibrary final : public RtcLibrary {
+ public:
+  WebRtcLibrary() { rtc::LogMessage::LogToDebug(rtc::LS_NONE); }
+
+  void initializeSsl() override {
+    if (!rtc::InitializeSSL()) fatal("SSL support cannot be initialised");
+  }
+
+  std::vector<VideoCodecInfo> vp8Codecs() const override { return libraryVp8Codecs(); }
+
+  std::unique_ptr<RtcVideoEncoder> makeVp8Encoder() override { return makeLibraryVp8Encoder(); }
+
+  std::shared_ptr<RtcPeerConnectionFactory> makeFactory(
+      std::unique_ptr<RtcVideoEncoderFactory> encoders) override {
+    return std::make_shared<WebRtcFactory>(std::move(encoders));
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<RtcLibrary> makeWebRtcLibrary() {
+  return std::make_unique<WebRtcLibrary>();
+}
+
+}  // namespace tovalin

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/rtc.h"
+
+namespace tovalin {
+
+// The media library behind its port. Costs nothing until the first factory, which starts the
+// library's threads; they are joined when the factory and everything made from it are gone.
+// Silences the library's own log, which would otherwise fill standard error. Main thread.
+std::unique_ptr<RtcLibrary> makeWebRtcLibrary();
+
+}  // namespace tovalin
