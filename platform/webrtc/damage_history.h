@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/pixel_buffer.h"
+#include "platform/webrtc/require_checks.h"
 
 namespace tovalin {
 

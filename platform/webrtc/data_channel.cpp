@@ -66,7 +66,7 @@ WebRtcDataChannel::WebRtcDataChannel(std::shared_ptr<RtcEngine> engine,
 WebRtcDataChannel::~WebRtcDataChannel() {
   // Posted even from the signalling thread: the library does not bear an observer that leaves
   // while it is being called.
-  engine_->signaling().PostTask([native = native_, listener = listener_] {
+  engine_->postSignaling([native = native_, listener = listener_] {
     if (listener->registered) native->UnregisterObserver();
   });
 }
@@ -80,7 +80,7 @@ DataChannelState WebRtcDataChannel::readyState() const {
 }
 
 void WebRtcDataChannel::setObserver(std::weak_ptr<RtcDataChannelObserver> observer) {
-  engine_->signaling().BlockingCall([&] {
+  engine_->callSignaling([&] {
     listener_->listening = std::move(observer);
     if (std::exchange(listener_->registered, true)) return;
     native_->RegisterObserver(listener_.get());
@@ -88,7 +88,7 @@ void WebRtcDataChannel::setObserver(std::weak_ptr<RtcDataChannelObserver> observ
 }
 
 void WebRtcDataChannel::close() {
-  engine_->signaling().BlockingCall([this] {
+  engine_->callSignaling([this] {
     listener_->deaf = true;
     native_->Close();
   });

@@ -2,10 +2,8 @@
 
 #include "platform/webrtc/require_checks.h"
 
-// clang-format off: the check above precedes every header of the library
 #include <api/data_channel_interface.h>
 #include <api/scoped_refptr.h>
-// clang-format on
 
 #include <memory>
 #include <string>

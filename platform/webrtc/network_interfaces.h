@@ -2,6 +2,8 @@
 
 #include <ifaddrs.h>
 
+#include "platform/webrtc/require_checks.h"
+
 namespace tovalin {
 
 // Whether the list (see getifaddrs(3)) names an address that reaches beyond this machine: one of

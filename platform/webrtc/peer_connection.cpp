@@ -42,10 +42,10 @@ WebRtcPeerConnection::~WebRtcPeerConnection() {
     link->close();
   };
   // The library does not bear a connection that goes while it is calling the observer.
-  if (engine_->signaling().IsCurrent()) {
-    engine_->signaling().PostTask(closeLink);
+  if (engine_->onSignalingThread()) {
+    engine_->postSignaling(closeLink);
   } else {
-    engine_->signaling().BlockingCall(closeLink);
+    engine_->callSignaling(closeLink);
   }
 }
 
@@ -59,7 +59,7 @@ void WebRtcPeerConnection::addTrack(std::shared_ptr<RtcVideoTrack> track,
 }
 
 std::shared_ptr<RtcDataChannel> WebRtcPeerConnection::createDataChannel(const std::string& label) {
-  return engine_->signaling().BlockingCall([&]() -> std::shared_ptr<RtcDataChannel> {
+  return engine_->callSignaling([&]() -> std::shared_ptr<RtcDataChannel> {
     webrtc::DataChannelInit orderedAndReliable;
     orderedAndReliable.ordered = true;
     auto result = link_->native().CreateDataChannelOrError(label, &orderedAndReliable);
@@ -89,11 +89,11 @@ void WebRtcPeerConnection::addIceCandidate(const IceCandidate& candidate) {
 }
 
 void WebRtcPeerConnection::close() {
-  engine_->signaling().BlockingCall([this] { link_->close(); });
+  engine_->callSignaling([this] { link_->close(); });
 }
 
 void WebRtcPeerConnection::post(std::function<void(PeerConnectionLink&)> operation) {
-  engine_->signaling().PostTask([link = link_, operation = std::move(operation)] {
+  engine_->postSignaling([link = link_, operation = std::move(operation)] {
     if (!link->closed()) operation(*link);
   });
 }

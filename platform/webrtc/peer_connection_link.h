@@ -2,9 +2,7 @@
 
 #include "platform/webrtc/require_checks.h"
 
-// clang-format off: the check above precedes every header of the library
 #include <api/peer_connection_interface.h>
-// clang-format on
 
 #include <functional>
 #include <memory>

@@ -2,11 +2,9 @@
 
 #include "platform/webrtc/require_checks.h"
 
-// clang-format off: the check above precedes every header of the library
 #include <api/scoped_refptr.h>
 #include <api/video/i420_buffer.h>
 #include <rtc_base/ref_counted_object.h>
-// clang-format on
 
 #include <cstdint>
 #include <vector>

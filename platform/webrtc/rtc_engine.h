@@ -2,15 +2,14 @@
 
 #include "platform/webrtc/require_checks.h"
 
-// clang-format off: the check above precedes every header of the library
 #include <api/peer_connection_interface.h>
 #include <api/task_queue/task_queue_factory.h>
 #include <api/video_codecs/video_decoder_factory.h>
 #include <api/video_codecs/video_encoder_factory.h>
 #include <rtc_base/thread.h>
-// clang-format on
 
 #include <memory>
+#include <utility>
 
 namespace tovalin {
 
@@ -23,8 +22,23 @@ class RtcEngine {
   RtcEngine(const RtcEngine&) = delete;
   RtcEngine& operator=(const RtcEngine&) = delete;
 
-  // Every callback of the library to its observers comes on this thread.
-  rtc::Thread& signaling() { return *signaling_; }
+  // Every callback of the library to its observers comes on the signalling thread.
+  bool onSignalingThread() const { return signaling_->IsCurrent(); }
+
+  // Runs `body` on the signalling thread and waits for it; at once when this is that thread, where
+  // the library forbids waiting.
+  template <typename Body>
+  auto callSignaling(Body&& body) -> decltype(body()) {
+    if (onSignalingThread()) return body();
+    return signaling_->BlockingCall(std::forward<Body>(body));
+  }
+
+  // Runs `task` on the signalling thread, in posting order.
+  template <typename Task>
+  void postSignaling(Task&& task) {
+    signaling_->PostTask(std::forward<Task>(task));
+  }
+
   webrtc::PeerConnectionFactoryInterface& factory() { return *factory_; }
 
  private:

@@ -2,9 +2,7 @@
 
 #include "platform/webrtc/require_checks.h"
 
-// clang-format off: the check above precedes every header of the library
 #include <media/base/adapted_video_track_source.h>
-// clang-format on
 
 #include <cstdint>
 #include <mutex>

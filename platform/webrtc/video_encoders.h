@@ -2,9 +2,7 @@
 
 #include "platform/webrtc/require_checks.h"
 
-// clang-format off: the check above precedes every header of the library
 #include <api/video_codecs/video_encoder_factory.h>
-// clang-format on
 
 #include <memory>
 #include <vector>

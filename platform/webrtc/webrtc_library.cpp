@@ -1,12 +1,8 @@
 #include "platform/webrtc/webrtc_library.h"
 
-#include "platform/webrtc/require_checks.h"
-
-// clang-format off: the check above precedes every header of the library
 #include <api/video_codecs/builtin_video_decoder_factory.h>
 #include <rtc_base/logging.h>
 #include <rtc_base/ssl_adapter.h>
-// clang-format on
 
 #include <utility>
 

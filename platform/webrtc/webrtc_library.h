@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/rtc.h"
+#include "platform/webrtc/require_checks.h"
 
 namespace tovalin {
 
