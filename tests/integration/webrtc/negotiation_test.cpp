@@ -6,9 +6,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <regex>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -35,10 +35,9 @@ std::vector<std::string> linesStarting(const std::string& sdp, const std::string
 
 std::set<std::string> codecNames(const std::string& sdp) {
   std::set<std::string> names;
-  const std::regex codec("a=rtpmap:\\d+ ([^/]+)/.*");
   for (const std::string& line : linesStarting(sdp, "a=rtpmap:")) {
-    std::smatch match;
-    if (std::regex_match(line, match, codec)) names.insert(match[1]);
+    const size_t name = line.find(' ') + 1;
+    names.insert(line.substr(name, line.find('/') - name));
   }
   return names;
 }
