@@ -109,7 +109,11 @@ void X11InputSession::post(const ScrollEvent& event) {
 void X11InputSession::settle() {
   postSteps(modifiers_.liftAll());
   typist_.restoreMapping();
-  flush();
+  // Waits until it is done: when this connection is closed next, the server may drop what it has
+  // not got to.
+  xcb_connection_t* c = connection_.get();
+  XcbOwned<xcb_get_input_focus_reply_t>(
+      xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
 }
 
 void X11InputSession::place(const Point& position) {

@@ -35,6 +35,7 @@ class X11InputSession {
   void post(const MouseEvent& event);
   void post(const KeyboardEvent& event);
   void post(const ScrollEvent& event);
+  // Blocks until the server has done it.
   void settle();
 
  private:

@@ -76,8 +76,12 @@ void X11KeyboardLayout::handle(const xcb_generic_event_t& event) {
   if (device_ < 0 || (event.response_type & 0x7f) != firstEvent_) return;
   switch (reinterpret_cast<const XkbAnyEvent&>(event).xkbType) {
     case XCB_XKB_NEW_KEYBOARD_NOTIFY:
-    case XCB_XKB_MAP_NOTIFY:
       outdated_ = true;
+      break;
+    case XCB_XKB_MAP_NOTIFY:
+      // Reading the mapping again for every borrowed keycode would take most of the time that
+      // typing takes. Events that a request of ours causes carry its number.
+      outdated_ |= event.full_sequence != borrowing_;
       break;
     case XCB_XKB_STATE_NOTIFY:
       lockedModifiers_ = reinterpret_cast<const xcb_xkb_state_notify_event_t&>(event).lockedMods;
@@ -103,6 +107,7 @@ X11KeyboardLayout::Reading X11KeyboardLayout::read() {
 }
 
 std::optional<KeyboardState> X11KeyboardLayout::state() {
+  if (device_ < 0) return std::nullopt;
   const auto reply = XcbOwned<xcb_xkb_get_state_reply_t>(xcb_xkb_get_state_reply(
       connection_.get(), xcb_xkb_get_state(connection_.get(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
   if (reply == nullptr) return std::nullopt;
@@ -148,15 +153,32 @@ std::vector<xcb_keycode_t> X11KeyboardLayout::unusedKeycodes() const {
   return unused;
 }
 
-bool X11KeyboardLayout::carriesOnly(xcb_keycode_t keycode, xkb_keysym_t keysym) const {
-  if (xkb_keymap_num_layouts_for_key(keymap_.get(), keycode) != 1) return false;
+std::optional<xkb_keysym_t> X11KeyboardLayout::soleSymbol(xcb_keycode_t keycode) const {
+  if (xkb_keymap_num_layouts_for_key(keymap_.get(), keycode) != 1) return std::nullopt;
+  std::optional<xkb_keysym_t> sole;
   const auto levels = xkb_keymap_num_levels_for_key(keymap_.get(), keycode, 0);
   for (xkb_level_index_t level = 0; level < levels; ++level) {
     const xkb_keysym_t* keysyms = nullptr;
-    const int count = xkb_keymap_key_get_syms_by_level(keymap_.get(), keycode, 0, level, &keysyms);
-    if (count != 1 || *keysyms != keysym) return false;
+    if (xkb_keymap_key_get_syms_by_level(keymap_.get(), keycode, 0, level, &keysyms) != 1 ||
+        *keysyms != sole.value_or(*keysyms)) {
+      return std::nullopt;
+    }
+    sole = *keysyms;
   }
-  return levels != 0;
+  return sole;
+}
+
+// Both levels are given: what stands alone on a key, the server completes with its capital.
+void X11KeyboardLayout::borrow(xcb_keycode_t keycode, xkb_keysym_t keysym) {
+  const std::array<xcb_keysym_t, 2> levels{keysym, keysym};
+  const auto request =
+      xcb_change_keyboard_mapping(connection_.get(), 1, keycode, levels.size(), levels.data());
+  borrowing_ = request.sequence;
+}
+
+void X11KeyboardLayout::giveBack(xcb_keycode_t keycode) {
+  constexpr xcb_keysym_t kNothing = XCB_NO_SYMBOL;
+  xcb_change_keyboard_mapping(connection_.get(), 1, keycode, 1, &kNothing);
 }
 
 void X11KeyboardLayout::lockCaps(bool on) {

@@ -55,8 +55,14 @@ class X11KeyboardLayout {
 
   // Keycodes without a symbol in any group, which are no modifiers either. Blocks for one answer.
   std::vector<xcb_keycode_t> unusedKeycodes() const;
-  // Whether `keysym` is all that the keycode has.
-  bool carriesOnly(xcb_keycode_t keycode, xkb_keysym_t keysym) const;
+  // The one symbol that the keycode has on all its levels; absent when it has none or several.
+  std::optional<xkb_keysym_t> soleSymbol(xcb_keycode_t keycode) const;
+
+  // Gives a keycode `keysym` on all its levels, and does not count that as a change of the mapping:
+  // it goes on as it was read, with the keycode unused. Not flushed.
+  void borrow(xcb_keycode_t keycode, xkb_keysym_t keysym);
+  // Empties the keycode again. Not flushed.
+  void giveBack(xcb_keycode_t keycode);
 
   // Switches the caps lock itself, for the whole desktop. Not flushed.
   void lockCaps(bool on);
@@ -92,6 +98,7 @@ class X11KeyboardLayout {
   int device_ = -1;  // the keyboard whose mapping counts; -1: no XKB
   uint8_t firstEvent_ = 0;
   bool outdated_ = true;
+  uint32_t borrowing_ = 0;  // the sequence number of the last request that borrowed a keycode
   uint8_t lockedModifiers_ = 0;
 
   // What the characters' strokes were found for; absent: not yet.

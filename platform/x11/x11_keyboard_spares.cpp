@@ -19,10 +19,10 @@ std::optional<KeyboardSpares::Loan> KeyboardSpares::lend(uint32_t keysym, Time n
   if (own != spares_.end()) return Loan{own->keycode};
   // Never lent ones first: their last use is the clock's beginning.
   Spare& oldest = *std::ranges::min_element(spares_, {}, &Spare::lastUse);
-  const Duration wait =
-      oldest.keysym == 0 ? Duration{} : std::max<Duration>(oldest.lastUse + kQuietTime - now, {});
+  const bool isQuiet = oldest.keysym == 0 || oldest.lastUse + kQuietTime <= now;
+  if (!isQuiet) return Loan{oldest.keycode, true, oldest.lastUse + kQuietTime - now};
   oldest.keysym = keysym;
-  return Loan{oldest.keycode, true, wait};
+  return Loan{oldest.keycode, true, {}};
 }
 
 void KeyboardSpares::used(uint8_t keycode, Time now) {

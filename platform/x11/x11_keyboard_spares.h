@@ -24,7 +24,7 @@ class KeyboardSpares {
   struct Loan {
     uint8_t keycode = 0;
     bool isNew = false;  // the keycode does not carry the symbol yet
-    Duration wait{};     // to pass before the mapping may be changed
+    Duration wait{};     // not zero: nothing is lent yet; ask again after that time
 
     bool operator==(const Loan&) const = default;
   };

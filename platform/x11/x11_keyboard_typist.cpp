@@ -2,7 +2,6 @@
 
 #include <linux/input-event-codes.h>
 
-#include <array>
 #include <chrono>
 #include <optional>
 #include <thread>
@@ -52,7 +51,8 @@ X11KeyboardTypist::X11KeyboardTypist(const X11Connection& connection, const Xtes
     : connection_(connection),
       device_(device),
       layout_(layout),
-      readEvents_(std::move(readEvents)) {}
+      readEvents_(std::move(readEvents)),
+      ledger_(connection) {}
 
 void X11KeyboardTypist::type(std::u16string_view text) {
   while (!text.empty()) {
@@ -70,10 +70,8 @@ void X11KeyboardTypist::type(std::u16string_view text) {
 
 void X11KeyboardTypist::restoreMapping() {
   if (!spares_.hasLoans() || !catchUp()) return;
-  for (const xcb_keycode_t keycode : spares_.takeBack()) {
-    constexpr xcb_keysym_t kNothing = XCB_NO_SYMBOL;
-    xcb_change_keyboard_mapping(connection_.get(), 1, keycode, 1, &kNothing);
-  }
+  for (const xcb_keycode_t keycode : spares_.takeBack()) layout_.giveBack(keycode);
+  ledger_.clear();
 }
 
 // The keyboard's state, with the mapping that belongs to it: whatever changed it before the server
@@ -93,10 +91,24 @@ bool X11KeyboardTypist::followLayout() {
     case X11KeyboardLayout::Reading::renewed:
       break;
   }
+  if (emptyLeftovers()) return catchUp().has_value();
   spares_.follow(layout_.unusedKeycodes(), [this](uint8_t keycode, uint32_t keysym) {
-    return layout_.carriesOnly(keycode, keysym);
+    return layout_.soleSymbol(keycode) == keysym;
   });
   return true;
+}
+
+// What a process that was killed has borrowed. True when that changed the mapping.
+bool X11KeyboardTypist::emptyLeftovers() {
+  if (std::exchange(leftoversEmptied_, true)) return false;
+  bool any = false;
+  for (const xcb_keycode_t keycode : ledger_.read()) {
+    if (!layout_.soleSymbol(keycode)) continue;
+    layout_.giveBack(keycode);
+    any = true;
+  }
+  ledger_.clear();
+  return any;
 }
 
 void X11KeyboardTypist::typeCharacter(char32_t character) {
@@ -121,8 +133,12 @@ void X11KeyboardTypist::typeBorrowed(char32_t character, const KeyboardState& st
   if (loan->wait > KeyboardSpares::Duration{}) {
     xcb_flush(connection_.get());
     std::this_thread::sleep_for(loan->wait);
+    return typeCharacter(character);  // much may have changed
   }
-  if (loan->isNew) mapKeycode(loan->keycode, keysym);
+  if (loan->isNew) {
+    ledger_.add(loan->keycode);
+    layout_.borrow(loan->keycode, keysym);
+  }
   const bool liftLock = (state.locked & XCB_MOD_MASK_LOCK) != 0;
   if (liftLock) layout_.lockCaps(false);
   tap(loan->keycode);
@@ -130,12 +146,6 @@ void X11KeyboardTypist::typeBorrowed(char32_t character, const KeyboardState& st
   // The quiet time begins when the events have happened, not when they were asked for.
   layout_.state();
   spares_.used(loan->keycode, std::chrono::steady_clock::now());
-}
-
-// Both levels are given: what stands alone on a key, the server completes with its capital.
-void X11KeyboardTypist::mapKeycode(xcb_keycode_t keycode, xkb_keysym_t keysym) {
-  const std::array<xcb_keysym_t, 2> levels{keysym, keysym};
-  xcb_change_keyboard_mapping(connection_.get(), 1, keycode, levels.size(), levels.data());
 }
 
 void X11KeyboardTypist::tap(xcb_keycode_t keycode) {

@@ -6,6 +6,7 @@
 
 #include "platform/x11/x11_connection.h"
 #include "platform/x11/x11_keyboard_layout.h"
+#include "platform/x11/x11_keyboard_ledger.h"
 #include "platform/x11/x11_keyboard_spares.h"
 #include "platform/x11/xtest_device.h"
 
@@ -32,15 +33,17 @@ class X11KeyboardTypist {
  private:
   std::optional<KeyboardState> catchUp();
   bool followLayout();
+  bool emptyLeftovers();
   void typeCharacter(char32_t character);
   void typeBorrowed(char32_t character, const KeyboardState& state);
-  void mapKeycode(xcb_keycode_t keycode, xkb_keysym_t keysym);
   void tap(xcb_keycode_t keycode);
 
   const X11Connection& connection_;
   const XtestDevice& device_;
   X11KeyboardLayout& layout_;
   const std::function<void()> readEvents_;
+  X11KeyboardLedger ledger_;
+  bool leftoversEmptied_ = false;
   KeyboardSpares spares_;
 };
 

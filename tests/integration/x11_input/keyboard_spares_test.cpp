@@ -17,13 +17,14 @@ class KeyboardSparesTest : public testing::Test {
   void follow(const std::vector<uint8_t>& unused, bool loansSurvive = true) {
     spares.follow(unused, [loansSurvive](uint8_t, uint32_t) { return loansSurvive; });
   }
-  // Lends, waits as told and uses.
+  // Lends and uses.
   KeyboardSpares::Loan use(uint32_t keysym) {
     const auto loan = spares.lend(keysym, now).value();
-    now += loan.wait;
+    EXPECT_EQ(loan.wait, KeyboardSpares::Duration{});
     spares.used(loan.keycode, now);
     return loan;
   }
+  KeyboardSpares::Duration waitFor(uint32_t keysym) { return spares.lend(keysym, now)->wait; }
 
   KeyboardSpares spares;
   KeyboardSpares::Time now{std::chrono::hours(5)};
@@ -59,9 +60,13 @@ TEST_F(KeyboardSparesTest, KeycodeIsLeftAloneForTwoHundredMillisecondsAfterItsUs
   use('b');
   use('c');
   now += milliseconds(60);
-  EXPECT_EQ(use('d'), (KeyboardSpares::Loan{8, true, milliseconds(130)}));
-  EXPECT_EQ(use('e'), (KeyboardSpares::Loan{93, true, milliseconds(10)}));
-  EXPECT_EQ(use('f'), (KeyboardSpares::Loan{97, true, {}}));
+  EXPECT_EQ(waitFor('d'), milliseconds(130));
+  EXPECT_EQ(use('a'), (KeyboardSpares::Loan{8, false, {}})) << "nothing was lent meanwhile";
+  EXPECT_EQ(waitFor('d'), milliseconds(140));
+  now += milliseconds(140);
+  EXPECT_EQ(use('d'), (KeyboardSpares::Loan{93, true, {}}));
+  EXPECT_EQ(use('e'), (KeyboardSpares::Loan{97, true, {}}));
+  EXPECT_EQ(waitFor('f'), milliseconds(60));
 }
 
 TEST_F(KeyboardSparesTest, NothingIsLentWithoutUnusedKeycodes) {

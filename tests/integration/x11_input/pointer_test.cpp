@@ -97,7 +97,9 @@ TEST_F(X11PointerTest, HugeScrollsAreBounded) {
 
 TEST_F(X11PointerTest, BoundsFollowAResize) {
   ScreenClient(server.display()).resize(800, 600);
-  EXPECT_EQ(input->bounds(input->mainDisplay()), (Rect{0, 0, 800, 600}));
+  EXPECT_TRUE(becomesTrue([this] {
+    return input->bounds(input->mainDisplay()) == Rect{0, 0, 800, 600};
+  }));
   EXPECT_THAT(pointerAfterMoveTo(1280, 720), Pair(799, 599));
 }
 

@@ -71,7 +71,6 @@ TEST_F(X11LayoutSwitchTest, SettlingRestoresTheMappingOfTheLayoutSetMeanwhile) {
   const auto before = watcher.keyboard().mapping();
   EXPECT_EQ(typed(u"本"), "本");
   input->settle();
-  seen();
   EXPECT_EQ(watcher.keyboard().mapping(), before);
 }
 
