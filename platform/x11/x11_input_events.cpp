@@ -8,7 +8,7 @@
 namespace tovalin {
 namespace {
 
-class X11InputEvents : public InputEvents {
+class X11InputEvents final : public InputEvents {
  public:
   X11InputEvents(SystemLog& log, std::string displayName)
       : log_(log), displayName_(std::move(displayName)) {
