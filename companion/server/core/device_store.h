@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "companion/server/core/secrets.h"
+
+namespace tovalin::server {
+
+struct HostRecord {
+  std::string hostId;
+  SaltedHash key;
+  std::string name;
+};
+
+struct DeviceRecord {
+  std::string deviceId;
+  std::string hostId;
+  SaltedHash key;
+  std::string name;
+  int64_t created = 0;   // seconds since 1970
+  int64_t lastSeen = 0;  // seconds since 1970
+};
+
+// What every operation of a store throws when it cannot do its work. The text is for the log.
+class StoreError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Hosts and the devices paired with them. An operation that returns has its change on the disk.
+// Server thread.
+class DeviceStore {
+ public:
+  virtual ~DeviceStore() = default;
+
+  virtual std::optional<HostRecord> host(const std::string& hostId) = 0;
+  virtual std::size_t hostCount() = 0;
+  virtual void addHost(const HostRecord& host) = 0;
+  virtual void renameHost(const std::string& hostId, const std::string& name) = 0;
+
+  virtual std::optional<DeviceRecord> device(const std::string& deviceId) = 0;
+
+  // Adds a device and drops the host's least recently seen ones beyond `keep`, in one transaction.
+  virtual void addDevice(const DeviceRecord& device, std::size_t keep) = 0;
+
+  virtual void deviceSeen(const std::string& deviceId, int64_t when) = 0;
+};
+
+}  // namespace tovalin::server

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "companion/server/core/clock.h"
+#include "companion/server/core/limits.h"
+#include "companion/server/core/log.h"
+#include "companion/server/core/message_frame.h"
+#include "companion/server/core/outbox.h"
+
+namespace tovalin::server {
+
+// Hosts on line, their visits, and what passes between the two. Callers have checked who is who;
+// a connection that is not (or no longer) a room's host or viewer has no effect here, so late
+// messages of a replaced connection are harmless. Server thread.
+class Rooms {
+ public:
+  enum class Join { joined, hostOffline, busy };
+
+  Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log);
+
+  // Puts a host on line: evicts the connection it had, answers "registered", tells it about a
+  // visitor who left meanwhile, and tells a visitor who stayed that it is back.
+  void hostArrives(const std::string& hostId, ConnectionId host, const Json& iceServers);
+
+  // Takes a host off line. Its visit stays: the peer connection may well live on.
+  void hostLeaves(const std::string& hostId, ConnectionId host);
+
+  bool isOnline(const std::string& hostId) const;
+
+  // Begins, begins anew or (with `resume`) takes up a visit, and answers "joined". Other results
+  // change nothing and answer nothing. `leaving` is the host this connection visits so far.
+  Join join(const std::string& hostId, const std::string& deviceId, ConnectionId viewer,
+            bool resume, const std::string& leaving, const Json& iceServers);
+
+  // The viewer ends its visit.
+  void viewerLeaves(const std::string& hostId, ConnectionId viewer);
+
+  // The viewer's connection broke; the visit waits for a while for its device to come back.
+  void viewerLost(const std::string& hostId, ConnectionId viewer);
+
+  // "offer", "ice", "lock" and "bye" from a host; "answer" and "ice" from a viewer.
+  void fromHost(const std::string& hostId, ConnectionId host, const std::string& type,
+                const Json& message);
+  void fromViewer(const std::string& hostId, ConnectionId viewer, const std::string& type,
+                  const Json& message);
+
+  // Sends to the host, if it is on line.
+  void tellHost(const std::string& hostId, const Json& message);
+
+  // Ends the visits whose viewer did not come back in time.
+  void endOverdueVisits();
+
+ private:
+  struct Visit {
+    std::string deviceId;
+    std::optional<ConnectionId> viewer;  // nothing while it is lost
+    Time waitsUntil{};                   // meaningful while it is lost
+    bool offered = false;                // descriptions and candidates before the offer are stale
+  };
+  struct Room {
+    std::optional<ConnectionId> host;
+    std::optional<Visit> visit;
+    bool owesPeerLeft = false;  // the visit ended while the host was off line
+  };
+
+  Room* roomOfHost(const std::string& hostId, ConnectionId host);
+  Room* roomOfViewer(const std::string& hostId, ConnectionId viewer);
+  void endVisit(const std::string& hostId, Room& room);
+  void forgetIfEmpty(const std::string& hostId);
+  void tell(ConnectionId to, const Json& message);
+
+  Outbox& outbox_;
+  const Clock& clock_;
+  const Limits& limits_;
+  Log log_;
+  std::map<std::string, Room> rooms_;
+};
+
+}  // namespace tovalin::server

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "companion/server/core/log.h"
+#include "companion/server/core/switchboard.h"
+#include "companion/server/net/open_sockets.h"
+
+namespace tovalin::server {
+
+// The listening port: pages over HTTP, hosts and viewers over WebSocket. Everything runs on the
+// thread that calls run().
+class SignalServer {
+ public:
+  struct Settings {
+    std::string address;           // in numbers
+    uint16_t port = 0;             // 0: any free one
+    std::filesystem::path viewer;  // empty: no page is served
+  };
+
+  // Listens from now on; connections are served by run(). The references outlive the server.
+  // Throws std::runtime_error with one line for the user when it cannot.
+  SignalServer(const Settings& settings, Switchboard& switchboard, OpenSockets& sockets, Log log);
+  ~SignalServer();
+
+  // The port that is listened on.
+  uint16_t port() const;
+
+  // Serves until SIGTERM or SIGINT, then tells everyone that it goes and returns.
+  void run();
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tovalin::server

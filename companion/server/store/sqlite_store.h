@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "companion/server/core/device_store.h"
+
+namespace tovalin::server {
+
+// Hosts and devices in one SQLite file. Write-ahead logging with a full sync: a commit that has
+// returned survives a power cut.
+class SqliteStore : public DeviceStore {
+ public:
+  // Opens or creates the file, in a folder that exists. Throws StoreError when it cannot be used
+  // or was written by a later version of this program.
+  explicit SqliteStore(const std::filesystem::path& file);
+  ~SqliteStore() override;
+
+  std::optional<HostRecord> host(const std::string& hostId) override;
+  std::size_t hostCount() override;
+  void addHost(const HostRecord& host) override;
+  void renameHost(const std::string& hostId, const std::string& name) override;
+  std::optional<DeviceRecord> device(const std::string& deviceId) override;
+  void addDevice(const DeviceRecord& device, std::size_t keep) override;
+  void deviceSeen(const std::string& deviceId, int64_t when) override;
+
+ private:
+  class Database;
+  std::unique_ptr<Database> database_;
+};
+
+}  // namespace tovalin::server

@@ -1,0 +1,162 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <memory>
+
+#include "companion/server/store/sqlite_store.h"
+#include "tests/fakes/fake_companion.h"
+#include "tests/integration/companion/temporary_folder.h"
+
+namespace tovalin::server {
+namespace {
+
+const std::string kBinary("\0\x01'\xff", 4);
+
+// One contract for the real store and the fake that stands in for it.
+template <typename Store>
+struct Maker;
+template <>
+struct Maker<fake::FakeDeviceStore> {
+  std::unique_ptr<DeviceStore> store = std::make_unique<fake::FakeDeviceStore>();
+};
+template <>
+struct Maker<SqliteStore> {
+  test::TemporaryFolder folder;
+  std::unique_ptr<DeviceStore> store =
+      std::make_unique<SqliteStore>(folder.path() / "store.sqlite");
+};
+
+template <typename Store>
+class DeviceStoreTest : public testing::Test {
+ protected:
+  DeviceStore& store() { return *maker_.store; }
+  void addHost(const std::string& id) { store().addHost({id, {kBinary, "hash"}, "Name of " + id}); }
+  void addDevice(const std::string& id, const std::string& host, int64_t seen, size_t keep = 32) {
+    store().addDevice({id, host, {"salt", kBinary}, "Name of " + id, 100, seen}, keep);
+  }
+
+ private:
+  Maker<Store> maker_;
+};
+
+using Stores = testing::Types<fake::FakeDeviceStore, SqliteStore>;
+TYPED_TEST_SUITE(DeviceStoreTest, Stores);
+
+TYPED_TEST(DeviceStoreTest, HostsComeBackAsTheyWere) {
+  EXPECT_FALSE(this->store().host("A"));
+  EXPECT_EQ(this->store().hostCount(), 0u);
+  this->addHost("A");
+  this->addHost("B");
+  const auto host = this->store().host("A");
+  ASSERT_TRUE(host);
+  EXPECT_EQ(host->hostId, "A");
+  EXPECT_EQ(host->key.salt, kBinary);
+  EXPECT_EQ(host->key.hash, "hash");
+  EXPECT_EQ(host->name, "Name of A");
+  EXPECT_EQ(this->store().hostCount(), 2u);
+  EXPECT_FALSE(this->store().host("a"));
+}
+
+TYPED_TEST(DeviceStoreTest, RenamingChangesOneName) {
+  this->addHost("A");
+  this->addHost("B");
+  this->store().renameHost("A", "Robert'); DROP TABLE hosts;--");
+  EXPECT_EQ(this->store().host("A")->name, "Robert'); DROP TABLE hosts;--");
+  EXPECT_EQ(this->store().host("B")->name, "Name of B");
+}
+
+TYPED_TEST(DeviceStoreTest, DevicesComeBackAsTheyWere) {
+  this->addHost("A");
+  this->addDevice("d", "A", 200);
+  const auto device = this->store().device("d");
+  ASSERT_TRUE(device);
+  EXPECT_EQ(device->deviceId, "d");
+  EXPECT_EQ(device->hostId, "A");
+  EXPECT_EQ(device->key.salt, "salt");
+  EXPECT_EQ(device->key.hash, kBinary);
+  EXPECT_EQ(device->name, "Name of d");
+  EXPECT_EQ(device->created, 100);
+  EXPECT_EQ(device->lastSeen, 200);
+  this->store().deviceSeen("d", 300);
+  EXPECT_EQ(this->store().device("d")->lastSeen, 300);
+  EXPECT_FALSE(this->store().device("e"));
+}
+
+TYPED_TEST(DeviceStoreTest, OnlyTheHostsLongestUnseenDevicesMakeRoom) {
+  this->addHost("A");
+  this->addHost("B");
+  this->addDevice("b", "B", 1);
+  this->addDevice("old", "A", 20);
+  this->addDevice("older", "A", 10);
+  this->addDevice("fresh", "A", 30);
+  this->addDevice("new", "A", 5, /*keep=*/2);
+  EXPECT_TRUE(this->store().device("new")) << "the newest stays whatever its time";
+  EXPECT_TRUE(this->store().device("fresh"));
+  EXPECT_FALSE(this->store().device("old"));
+  EXPECT_FALSE(this->store().device("older"));
+  EXPECT_TRUE(this->store().device("b"));
+}
+
+class SqliteStoreTest : public testing::Test {
+ protected:
+  SqliteStore open() { return SqliteStore(file_); }
+  void run(const char* sql) {
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(file_.c_str(), &connection), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(connection, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(connection);
+  }
+
+  test::TemporaryFolder folder_;
+  const std::filesystem::path file_ = folder_.path() / "store.sqlite";
+};
+
+TEST_F(SqliteStoreTest, KeepsEverythingOverAReopening) {
+  {
+    auto store = open();
+    store.addHost({"A", {"salt", "hash"}, "Study"});
+    store.addDevice({"d", "A", {"salt", "hash"}, "Phone", 1, 2}, 32);
+  }
+  auto store = open();
+  EXPECT_EQ(store.host("A")->name, "Study");
+  EXPECT_EQ(store.device("d")->hostId, "A");
+}
+
+TEST_F(SqliteStoreTest, WhatIsDoneIsReadableByAnotherConnectionAtOnce) {
+  auto store = open();
+  store.addHost({"A", {"salt", "hash"}, "Study"});
+  store.addDevice({"d", "A", {"salt", "hash"}, "Phone", 1, 2}, 32);
+  EXPECT_TRUE(open().device("d"));
+}
+
+TEST_F(SqliteStoreTest, RefusesAFileOfALaterVersion) {
+  open();
+  run("PRAGMA user_version = 2");
+  EXPECT_THROW(open(), StoreError);
+}
+
+TEST_F(SqliteStoreTest, RefusesAFileThatIsNoDatabase) {
+  folder_.write("store.sqlite", std::string(4096, 'x'));
+  EXPECT_THROW(open(), StoreError);
+}
+
+TEST_F(SqliteStoreTest, RefusesAFolderThatIsNotThere) {
+  EXPECT_THROW(SqliteStore(folder_.path() / "missing" / "store.sqlite"), StoreError);
+}
+
+TEST_F(SqliteStoreTest, FailedWriteThrowsAndChangesNothing) {
+  auto store = open();
+  store.addHost({"A", {"salt", "hash"}, "Study"});
+  store.addDevice({"d", "A", {"salt", "hash"}, "Phone", 1, 2}, 32);
+  EXPECT_THROW(store.addHost({"A", {"salt", "hash"}, "Twice"}), StoreError);
+  EXPECT_THROW(store.addDevice({"d", "A", {"salt", "hash"}, "Twice", 1, 2}, 32), StoreError);
+  EXPECT_THROW(store.addDevice({"e", "nobody", {"salt", "hash"}, "Phone", 1, 2}, 32), StoreError);
+  EXPECT_EQ(store.host("A")->name, "Study");
+  EXPECT_EQ(store.device("d")->name, "Phone");
+  store.addDevice({"f", "A", {"salt", "hash"}, "Phone", 1, 2}, 32);
+  EXPECT_TRUE(store.device("f")) << "no transaction was left open";
+}
+
+}  // namespace
+}  // namespace tovalin::server
