@@ -1,0 +1,82 @@
+import { fractionsAt, pictureIn } from './geometry.js';
+
+/** The picture and the buttons over it. `actions`: showKeyboard(), leave(). */
+export class DeskView {
+  #root = document.getElementById('desk');
+  #video = document.getElementById('picture');
+  #toast = document.getElementById('toast');
+  #toggle = document.getElementById('bar-toggle');
+  #buttons = document.getElementById('bar-buttons');
+
+  constructor(actions) {
+    this.#toggle.addEventListener('click', () => this.#openBar(this.#buttons.hidden));
+    const button = (id, action) =>
+      document.getElementById(id).addEventListener('click', () => {
+        this.#openBar(false);
+        action();
+      });
+    button('show-keyboard', actions.showKeyboard);
+    button('full-screen', () => this.#toggleFullScreen());
+    button('leave', actions.leave);
+    // A press on the picture or the bar must not take the focus from the text field.
+    for (const part of [this.#video, document.getElementById('bar')]) {
+      part.addEventListener('mousedown', (event) => event.preventDefault());
+    }
+    this.#video.addEventListener('pointerdown', () => this.#openBar(false));
+  }
+
+  get video() {
+    return this.#video;
+  }
+
+  get isShown() {
+    return !this.#root.hidden;
+  }
+
+  show({ unsteady }) {
+    this.#root.hidden = false;
+    this.#toast.hidden = !unsteady;
+  }
+
+  hide() {
+    this.#root.hidden = true;
+    this.#openBar(false);
+  }
+
+  setPicture(stream) {
+    this.#video.srcObject = stream;
+    this.#play();
+  }
+
+  /** Fractions of the picture at a point of the page, or null while there is none. */
+  locate(point) {
+    const { videoWidth: width, videoHeight: height } = this.#video;
+    const picture = pictureIn(this.#video.getBoundingClientRect(), { width, height });
+    return picture && fractionsAt(point, picture);
+  }
+
+  async #play() {
+    try {
+      await this.#video.play();
+    } catch (error) {
+      // A newer picture interrupts an older one's start; muted playback needs nobody's leave.
+      if (error.name !== 'AbortError') console.warn('the picture does not play:', error.message);
+    }
+  }
+
+  #openBar(open) {
+    this.#buttons.hidden = !open;
+    this.#toggle.setAttribute('aria-expanded', String(open));
+  }
+
+  async #toggleFullScreen() {
+    if (document.fullscreenElement) return document.exitFullscreen();
+    try {
+      await document.documentElement.requestFullscreen();
+      // Where the browser lets it, its own shortcuts go to the computer too.
+      await navigator.keyboard?.lock?.();
+    } catch (error) {
+      console.warn('no full screen:', error.message);
+    }
+  }
+}

@@ -1,0 +1,101 @@
+import { Control } from './control.js';
+import { DeskView } from './desk_view.js';
+import { defaultDeviceName } from './device_name.js';
+import { DeviceStore } from './device_store.js';
+import { Keyboard } from './keyboard.js';
+import { NoticeView } from './notice_view.js';
+import { parsePairLink } from './pair_link.js';
+import { PairingView } from './pairing_view.js';
+import { Pointer } from './pointer.js';
+import { Session } from './session.js';
+import { TextField } from './text_field.js';
+import { UnlockSheet } from './unlock_sheet.js';
+
+// Beside the page, so that a proxy may serve both under any path.
+const address = new URL('viewer', location.href);
+address.protocol = location.protocol === 'https:' ? 'wss:' : 'ws:';
+address.search = address.hash = '';
+
+const isMac = /Mac/.test(navigator.platform);
+const isTouch = matchMedia('(pointer: coarse)').matches;
+
+const control = new Control(() => session.channel);
+const keyboard = new Keyboard(control, isMac);
+const textField = new TextField(document.getElementById('typing'), keyboard);
+const pointer = new Pointer(control, (point) => desk.locate(point), () => keyboard.engage());
+const sheet = new UnlockSheet((password) => control.unlock(password), takeKeyboard);
+const desk = new DeskView({ showKeyboard: () => textField.focus(), leave: () => session.leave() });
+const pairing = new PairingView(
+  defaultDeviceName(navigator.userAgent, navigator.maxTouchPoints),
+  (pin, name) => session.pair({ pin }, name));
+const notice = new NoticeView(() => session.join(), () => session.askForPin());
+
+const session = new Session(address.href, new DeviceStore(() => localStorage), {
+  changed: showPhase,
+  picture: (stream) => desk.setPicture(stream),
+  locked: (locked) => {
+    if (locked) releaseAll(); // what goes up while the sheet has the keyboard would be missed
+    sheet.setLocked(locked);
+  },
+});
+
+function showPhase() {
+  const views = { pairing, notice, live: desk };
+  const wasLive = desk.isShown;
+  for (const [phase, view] of Object.entries(views)) {
+    if (phase === session.phase) view.show(session);
+    else view.hide();
+  }
+  document.title = desk.isShown && session.hostName ? session.hostName : 'Tovalin';
+  if (wasLive && !desk.isShown) releaseAll();
+  if (!wasLive && desk.isShown) takeKeyboard();
+}
+
+// On touch screens the focus would raise the keyboard over the picture unasked.
+function takeKeyboard() {
+  if (desk.isShown && !sheet.isOpen && !isTouch) textField.focus();
+}
+
+function releaseAll() {
+  pointer.releaseAll();
+  keyboard.releaseAll();
+}
+
+pointer.attach(desk.video);
+desk.video.addEventListener('pointerdown', takeKeyboard);
+
+const keysAreTheirs = () => desk.isShown && !sheet.isOpen;
+addEventListener('keydown', (event) => {
+  if (keysAreTheirs() && keyboard.keyDown(event)) event.preventDefault();
+});
+addEventListener('keyup', (event) => {
+  if (keysAreTheirs() && keyboard.keyUp(event)) event.preventDefault();
+});
+
+addEventListener('blur', releaseAll);
+addEventListener('pagehide', releaseAll);
+addEventListener('online', () => session.hurry());
+document.addEventListener('visibilitychange', () => {
+  if (document.hidden) releaseAll();
+  else session.hurry();
+});
+
+function openLink() {
+  const link = parsePairLink(location.hash);
+  if (!link) return false;
+  // Used once and then worthless: it has no business in the history.
+  history.replaceState(null, '', location.pathname + location.search);
+  session.pair({ host: link.host, token: link.token }, pairing.deviceName);
+  return true;
+}
+addEventListener('hashchange', openLink);
+if (!openLink()) session.start();
+
+// Read-only, for tests and for the curious.
+globalThis.tovalin = Object.freeze({
+  get state() {
+    const { phase, notice: key, trouble, unsteady } = session;
+    return { phase, notice: key, trouble, unsteady };
+  },
+  stats: () => session.stats(),
+});

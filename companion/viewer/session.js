@@ -1,0 +1,275 @@
+import { SignalSocket } from './signal_socket.js';
+import { Visit } from './visit.js';
+
+const kOfferMs = 20000; // from "joined" to a picture; then the host is taken not to answer
+const kUnsteadyMs = 8000; // a broken connection may recover by itself that long
+const kByeMs = 1000; // a "bye" and the end of the connection race each other on different ways
+const kOfflineRetryMs = 5000;
+
+/**
+ * From opening the page to the picture: pairing, joining, and one visit after another. It decides
+ * what happens next and draws nothing. `phase` is one of
+ *   pairing  the person has to enter a PIN; `trouble` says what went wrong, if anything
+ *   notice   `notice` says what is going on (see notices.js)
+ *   live     the picture is there; `unsteady` while it is interrupted
+ * `view`: changed(session), picture(stream), locked(bool). `world` brings sockets, peers and timers.
+ */
+export class Session {
+  phase = 'notice';
+  notice = 'connecting';
+  trouble = '';
+  unsteady = false;
+  pairing = false; // a pairing request is under way
+
+  #store;
+  #view;
+  #world;
+  #socket;
+  #visit = null;
+  #iceServers = [];
+  #request = null; // the pairing request to send as soon as the socket is open
+  #timers = new Map();
+  #attached = false; // the server has us down as this host's viewer
+
+  constructor(url, store, view, world = globalThis) {
+    this.#store = store;
+    this.#view = view;
+    this.#world = world;
+    const make = world.makeSocket ?? ((events) => new SignalSocket(url, events));
+    this.#socket = make({
+      opened: () => this.#opened(),
+      received: (message) => this.#received(message),
+      dropped: () => this.#dropped(),
+      replaced: () => this.#stop('taken-over'),
+    });
+  }
+
+  get hostName() {
+    return this.#store.device?.hostName ?? '';
+  }
+
+  get channel() {
+    return this.#visit?.channel ?? null;
+  }
+
+  async stats() {
+    return this.#visit ? this.#visit.stats() : null;
+  }
+
+  start() {
+    if (this.#store.device) this.join();
+    else this.askForPin();
+  }
+
+  /** Shows the pairing screen; whatever was going on ends. */
+  askForPin(trouble = '') {
+    this.#endVisit();
+    this.#socket.close();
+    this.#request = null;
+    this.pairing = false;
+    this.trouble = trouble;
+    this.#show('pairing');
+  }
+
+  /** `proof` is {pin} or {host, token}. */
+  pair(proof, deviceName) {
+    this.#endVisit();
+    this.trouble = '';
+    this.pairing = true;
+    this.#request = { type: 'pair', ...proof, deviceName };
+    this.#show('pairing');
+    this.#socket.restart();
+  }
+
+  join() {
+    this.#endVisit();
+    this.#request = null;
+    this.#show('notice', 'connecting');
+    this.#socket.restart();
+  }
+
+  leave() {
+    this.#stop('left');
+  }
+
+  /** The network or the page came back: no need to wait for the next attempt. */
+  hurry() {
+    this.#socket.hurry();
+  }
+
+  #opened() {
+    if (this.#request) return this.#socket.send(this.#request);
+    // The server has lost sight of a visit that is still going on: it must not start a new one.
+    this.#sendJoin(this.phase === 'live');
+  }
+
+  #sendJoin(resume) {
+    const { hostId, deviceId, deviceKey } = this.#store.device;
+    this.#socket.send({ type: 'join', hostId, deviceId, deviceKey, ...(resume && { resume }) });
+  }
+
+  #dropped() {
+    this.#attached = false;
+    this.#cancel('retry');
+    if (this.#request) return this.askForPin('no-server');
+    // A visit lives on its own connection, with or without the server.
+    if (this.phase === 'live') return;
+    this.#endVisit();
+    this.#show('notice', 'no-server');
+  }
+
+  #received(message) {
+    switch (message.type) {
+      case 'paired':
+        return this.#paired(message);
+      case 'pair-failed':
+        return this.#pairFailed(message.reason);
+      case 'joined':
+        return this.#joined(message);
+      case 'join-failed':
+        return this.#joinFailed(message.reason);
+      case 'offer':
+        return this.#offered(message);
+      case 'ice':
+        return this.#visit?.addCandidate(message);
+      case 'lock':
+        return this.#view.locked(message.v === true);
+      case 'bye':
+        return this.#stop('ended');
+      case 'host-gone':
+        return this.#hostGone();
+      case 'host-back':
+        return this.#hostBack();
+    }
+  }
+
+  #paired(device) {
+    this.#store.remember(device);
+    this.#request = null;
+    this.pairing = false;
+    this.#socket.settled();
+    this.#show('notice', 'connecting');
+    this.#sendJoin(false);
+  }
+
+  #pairFailed(reason) {
+    // A link cannot be mistyped, only be old.
+    this.askForPin(reason === 'wrong-pin' && this.#request?.token ? 'bad-link' : reason);
+  }
+
+  #joined({ iceServers }) {
+    this.#socket.settled();
+    this.#attached = true;
+    this.#iceServers = Array.isArray(iceServers) ? iceServers : [];
+    if (this.phase === 'live') return;
+    this.#show('notice', 'waiting');
+    this.#after('offer', kOfferMs, () => this.#stop('no-answer'));
+  }
+
+  #joinFailed(reason) {
+    this.#socket.settled();
+    if (reason === 'host-offline') {
+      // After a restart of the server the host may simply be slower than we are.
+      this.#after('retry', kOfflineRetryMs, () => this.#sendJoin(this.phase === 'live'));
+      if (this.phase !== 'live') this.#show('notice', 'host-offline');
+      return;
+    }
+    // A live visit needs no server; whatever is wrong shows when it is over.
+    if (this.phase === 'live') return;
+    if (reason !== 'unknown-device') return this.#stop('busy');
+    this.#store.forget();
+    this.askForPin('unknown-device');
+  }
+
+  #hostGone() {
+    if (this.phase === 'live') return;
+    this.#endVisit();
+    this.#show('notice', 'host-gone');
+  }
+
+  #hostBack() {
+    if (this.phase !== 'live' || this.unsteady) this.join();
+  }
+
+  async #offered({ sdp }) {
+    this.#closeVisit();
+    const make = this.#world.makeVisit ?? ((...parts) => new Visit(...parts));
+    const current = () => this.#visit === visit;
+    const visit = make(this.#iceServers, (message) => this.#socket.send(message), {
+      picture: (stream) => current() && this.#view.picture(stream),
+      connected: () => current() && this.#connected(),
+      unsteady: () => current() && this.#becameUnsteady(),
+      failed: () => current() && this.#lost(),
+      hungUp: () => current() && this.#hungUp(),
+    });
+    this.#visit = visit;
+    try {
+      await visit.accept(sdp);
+    } catch (error) {
+      console.warn('offer refused:', error.message);
+      if (current()) this.#stop('no-answer');
+    }
+  }
+
+  #connected() {
+    this.#cancel('offer', 'unsteady');
+    this.unsteady = false;
+    this.#show('live');
+  }
+
+  #becameUnsteady() {
+    this.unsteady = true;
+    this.#after('unsteady', kUnsteadyMs, () => this.#lost());
+    this.#view.changed(this);
+  }
+
+  #lost() {
+    this.join();
+    this.#show('notice', 'reconnecting');
+  }
+
+  // Without the server we cannot hear whether the person at the computer ended the visit; they may
+  // have, so nobody comes back unasked.
+  #hungUp() {
+    if (!this.#attached) return this.#stop('ended');
+    this.#after('bye', kByeMs, () => this.#lost());
+  }
+
+  #stop(notice) {
+    this.#endVisit();
+    this.#socket.close();
+    this.#show('notice', notice);
+  }
+
+  #endVisit() {
+    this.#closeVisit();
+    this.#attached = false;
+    this.#cancel(...this.#timers.keys());
+    this.#view.locked(false);
+  }
+
+  #closeVisit() {
+    this.#visit?.close();
+    this.#visit = null;
+    this.unsteady = false;
+    this.#cancel('unsteady', 'bye');
+  }
+
+  #show(phase, notice = '') {
+    this.phase = phase;
+    this.notice = notice;
+    this.#view.changed(this);
+  }
+
+  #after(name, milliseconds, action) {
+    this.#cancel(name);
+    this.#timers.set(name, this.#world.setTimeout(action, milliseconds));
+  }
+
+  #cancel(...names) {
+    for (const name of names) {
+      this.#world.clearTimeout(this.#timers.get(name));
+      this.#timers.delete(name);
+    }
+  }
+}
