@@ -1,0 +1,61 @@
+import { Program } from './program.mjs';
+
+/** A desktop of its own: X server and window manager. */
+export class Desktop {
+  #programs = [];
+
+  static async start({ size = '1280x720' } = {}) {
+    const desktop = new Desktop();
+    const [width, height] = size.split('x').map(Number);
+    desktop.size = { width, height };
+    const server = desktop.#run('Xvfb',
+      ['-displayfd', '3', '-screen', '0', `${size}x24`, '-nolisten', 'tcp', '-noreset'],
+      { extra: 1, env: process.env });
+    try {
+      // The third log is the descriptor that the display number is written to.
+      const [number] = await server.logs[2].next(/^\d+$/);
+      desktop.display = `:${number}`;
+      const manager = desktop.#run('openbox', ['--sm-disable', '--startup', 'echo MANAGED']);
+      await manager.out.next(/^MANAGED$/);
+    } catch (error) {
+      await desktop.stop();
+      throw error;
+    }
+    return desktop;
+  }
+
+  get env() {
+    return { ...process.env, DISPLAY: this.display };
+  }
+
+  run(command, ...args) {
+    return this.#run(command, args);
+  }
+
+  /** Runs a short command to its end, which must be a good one. */
+  async tell(command, ...args) {
+    const program = this.#run(command, args);
+    const { code, signal } = await program.ended();
+    if (code !== 0) {
+      throw new Error(`${command} ${args.join(' ')}: ${signal ?? code} ${program.err.lines}`);
+    }
+    return program.out.lines;
+  }
+
+  /** desktop_probe in one of its modes, once it covers the screen. */
+  async probe(...mode) {
+    const probe = this.#run(process.env.TOVALIN_PROBE, mode.map(String), { name: 'desktop_probe' });
+    await probe.out.next(/^READY$/);
+    return probe;
+  }
+
+  async stop() {
+    for (const program of this.#programs.reverse()) await program.stop();
+  }
+
+  #run(command, args, options = {}) {
+    const program = new Program(command, args, { env: this.env, ...options });
+    this.#programs.push(program);
+    return program;
+  }
+}

@@ -1,0 +1,93 @@
+import fs from 'node:fs/promises';
+import path from 'node:path';
+import { Program } from './program.mjs';
+
+export const kStatus = {
+  waiting: 'Waiting for a viewer…',
+  connecting: 'Viewer connecting…',
+  connected: '🟢 Viewer connected',
+  reconnecting: 'Reconnecting to server…',
+  takenOver: 'Another Mac took over this room',
+};
+
+/** The built host with folders of its own, so that it neither sees nor touches the user's. */
+export class Host {
+  #program = null;
+  #desktop;
+  #folder;
+
+  constructor(desktop, folder) {
+    this.#desktop = desktop;
+    this.#folder = folder;
+  }
+
+  get settingsFile() {
+    return path.join(this.#folder, 'config', 'com.tovalin.host', 'settings.ini');
+  }
+
+  async start(serverAddress) {
+    await fs.mkdir(path.dirname(this.settingsFile), { recursive: true });
+    // A host that has paired before does not open its pairing window over the picture.
+    const settings =
+      `[General]\ntovalin.serverURL=${serverAddress}\ntovalin.hasPairedOnce=true\n`;
+    await fs.writeFile(this.settingsFile, settings, { flag: 'wx', mode: 0o600 }).catch((error) => {
+      if (error.code !== 'EEXIST') throw error;
+    });
+    await this.resume();
+  }
+
+  /** Starts with the settings that are there already. */
+  async resume() {
+    const folder = (name) => path.join(this.#folder, name);
+    await fs.mkdir(folder('runtime'), { recursive: true, mode: 0o700 });
+    const env = {
+      PATH: process.env.PATH,
+      LANG: 'C.UTF-8',
+      HOME: this.#folder,
+      DISPLAY: this.#desktop.display,
+      XDG_SESSION_TYPE: 'x11',
+      XDG_CONFIG_HOME: folder('config'),
+      XDG_DATA_HOME: folder('data'),
+      XDG_STATE_HOME: folder('state'),
+      XDG_CACHE_HOME: folder('cache'),
+      XDG_RUNTIME_DIR: folder('runtime'),
+      // No bus: nothing of the machine's own session may answer.
+      DBUS_SESSION_BUS_ADDRESS: `unix:path=${folder('no-bus')}`,
+      DBUS_SYSTEM_BUS_ADDRESS: `unix:path=${folder('no-bus')}`,
+    };
+    this.#program = new Program(process.env.TOVALIN_HOST, [], { name: 'tovalin-host', env });
+  }
+
+  get out() {
+    return this.#program.out;
+  }
+
+  mark() {
+    return this.out.mark();
+  }
+
+  /** Waits until the host says that it has this status; since a mark, or ever. */
+  status(text, options) {
+    const escaped = text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
+    return this.out.next(new RegExp(`^Status: ${escaped}$`), options);
+  }
+
+  async pin() {
+    const since = this.mark();
+    this.#program.command('p');
+    const [, pin] = await this.out.next(/^PIN: (\d{6})$/, { since });
+    return pin;
+  }
+
+  disconnectViewer() {
+    this.#program.command('d');
+  }
+
+  kill() {
+    return this.#program.kill();
+  }
+
+  async stop() {
+    await this.#program?.stop();
+  }
+}
