@@ -1,0 +1,71 @@
+// The composition root: the one place that names adapters.
+
+#include "app/build_defaults.h"
+#include "app/tovalin_host_app.h"
+#include "platform/linux/host_info.h"
+#include "platform/linux/login_item_autostart.h"
+#include "platform/linux/running_applications.h"
+#include "platform/linux/secure_random.h"
+#include "platform/linux/settings_file.h"
+#include "platform/linux/system_log.h"
+#include "platform/linux/text_segmenter.h"
+#include "platform/linux/xdg_paths.h"
+#include "platform/qt/console_windows.h"
+#include "platform/qt/qt_application.h"
+#include "platform/qt/qt_main_queue.h"
+#include "platform/qt/qt_url.h"
+#include "platform/qt/qt_web_socket.h"
+#include "platform/webrtc/webrtc_library.h"
+#include "platform/x11/x11_input_events.h"
+#include "platform/x11/x11_login_session.h"
+#include "platform/x11/x11_permissions.h"
+#include "platform/x11/x11_power.h"
+#include "platform/x11/x11_screen_capture.h"
+
+int main(int argumentCount, char** arguments) {
+  using namespace tovalin;
+
+  // In the order in which one may need another; the host comes last and goes first.
+  QtApplication application(argumentCount, arguments);
+  const auto log = makeSystemLog();
+  const auto queue = makeQtMainQueue();
+  const auto defaults = makeSettingsFile(settingsFilePath(), *log);
+  const auto random = makeSecureRandom();
+  const auto info = makeHostInfo();
+  const auto urls = makeQtUrlParser();
+  const auto sockets = makeQtWebSockets();
+  const auto rtc = makeWebRtcLibrary();
+  const auto capture = makeX11ScreenCapture(*log);
+  const auto input = makeX11InputEvents(*log);
+  const auto text = makeTextSegmenter();
+  const auto permissions = makeX11Permissions();
+  const auto loginSession = makeX11LoginSession();
+  const auto loginItem = makeAutostartLoginItem(autostartEntryPath(), ownExecutable());
+  const auto applications =
+      makeRunningApplications(runtimeHome(), *log, [&application] { application.quit(); });
+  const auto power = makeX11Power();
+  const auto windows = makeConsoleWindows();
+
+  const TovalinHostApp host({
+      .queue = *queue,
+      .defaults = *defaults,
+      .random = *random,
+      .log = *log,
+      .info = *info,
+      .urls = *urls,
+      .sockets = *sockets,
+      .rtc = *rtc,
+      .capture = *capture,
+      .input = *input,
+      .text = *text,
+      .permissions = *permissions,
+      .loginSession = *loginSession,
+      .loginItem = *loginItem,
+      .applications = *applications,
+      .power = *power,
+      .windows = *windows,
+      .defaultServerURL = kDefaultServerUrl,
+      .stunHost = kDefaultStunHost,
+  });
+  return application.run();
+}
