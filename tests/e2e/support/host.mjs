@@ -58,6 +58,10 @@ export class Host {
     this.#program = new Program(process.env.TOVALIN_HOST, [], { name: 'tovalin-host', env });
   }
 
+  get pid() {
+    return this.#program.pid;
+  }
+
   get out() {
     return this.#program.out;
   }

@@ -32,6 +32,10 @@ export class Program {
 
   exit = null;
 
+  get pid() {
+    return this.#child.pid;
+  }
+
   command(line) {
     this.#child.stdin.write(`${line}\n`);
   }

@@ -1,0 +1,136 @@
+// What a visit costs and how quickly it starts: the host's share of a core and its memory in each
+// scene, and the time from "peer-joined" to the first picture. The viewer is the real page in a
+// browser on this machine, which shares the machine's cores with the host.
+
+import fs from 'node:fs/promises';
+import os from 'node:os';
+import path from 'node:path';
+import { setTimeout as pause } from 'node:timers/promises';
+import { Desktop } from '../tests/e2e/support/desktop.mjs';
+import { Host, kStatus } from '../tests/e2e/support/host.mjs';
+import { Phone } from '../tests/e2e/support/phone.mjs';
+import { SignalServer } from '../tests/e2e/support/signal_server.mjs';
+
+const kSize = '1920x1080';
+const kSceneMs = 20000;
+const kVisits = 11;
+// A line of text at each of 30 frames a second, as `tail -f` of a busy log would show.
+const kScroll = `
+  let n = 0;
+  const words = 'the quick brown fox jumps over the lazy dog while the log scrolls by ';
+  setInterval(() => { console.log(String(++n).padStart(7), words.slice(n % 40).repeat(3)); }, 1000 / 30);`;
+
+const ticksASecond = 100; // USER_HZ, the same on every Linux that Debian runs on
+
+async function cpuSeconds(pid) {
+  const stat = await fs.readFile(`/proc/${pid}/stat`, 'utf8');
+  const fields = stat.slice(stat.lastIndexOf(')') + 2).split(' ');
+  return (Number(fields[11]) + Number(fields[12])) / ticksASecond;
+}
+
+async function residentMb(pid) {
+  const status = await fs.readFile(`/proc/${pid}/status`, 'utf8');
+  return Number(/^VmRSS:\s+(\d+)/m.exec(status)[1]) / 1024;
+}
+
+/** The host's share of a core over one scene, and what the viewer saw of it. */
+async function measure(host, phone) {
+  const seen = phone && (await phone.stats());
+  const used = await cpuSeconds(host.pid);
+  const began = process.hrtime.bigint();
+  await pause(kSceneMs);
+  const seconds = Number(process.hrtime.bigint() - began) / 1e9;
+  const result = {
+    cpu: (100 * ((await cpuSeconds(host.pid)) - used)) / seconds,
+    memory: await residentMb(host.pid),
+  };
+  if (phone) {
+    const now = await phone.stats();
+    result.fps = (now.framesDecoded - seen.framesDecoded) / seconds;
+  }
+  return result;
+}
+
+/** Notes in the page when the server said "joined" and when the first picture was presented. */
+function noteFirstPicture() {
+  globalThis.benchTimes = {};
+  globalThis.WebSocket = class extends globalThis.WebSocket {
+    constructor(...words) {
+      super(...words);
+      this.addEventListener('message', ({ data }) => {
+        if (JSON.parse(data).type === 'joined') globalThis.benchTimes.joined ??= performance.now();
+      });
+    }
+  };
+  document.addEventListener('DOMContentLoaded', () => {
+    document.getElementById('picture').requestVideoFrameCallback((now) => {
+      globalThis.benchTimes.picture = now;
+    });
+  });
+}
+
+async function firstPictures(phone, host) {
+  const times = [];
+  for (let visit = 0; visit < kVisits; ++visit) {
+    const since = host.mark();
+    await phone.page.reload();
+    await phone.live();
+    await host.status(kStatus.connected, { since });
+    const noted = await phone.page.waitForFunction(
+      () => globalThis.benchTimes.picture && globalThis.benchTimes.joined && globalThis.benchTimes);
+    const { joined, picture } = await noted.jsonValue();
+    times.push(picture - joined);
+  }
+  return times.sort((a, b) => a - b);
+}
+
+function row(what, value, unit, limit) {
+  const number = value.toFixed(value < 10 ? 2 : 1);
+  console.log(`| ${what} | ${number} ${unit} | ${limit} |`);
+}
+
+const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));
+const parts = [];
+const keep = (part) => (parts.push(part), part);
+try {
+  const desktop = keep(await Desktop.start({ size: kSize }));
+  const server = keep(new SignalServer(path.join(folder, 'server')));
+  await fs.mkdir(path.join(folder, 'server'));
+  await server.start();
+  const host = keep(new Host(desktop, path.join(folder, 'host')));
+  await host.start(server.hostAddress);
+  const probe = await desktop.probe('pattern', 0);
+
+  console.log(`${kSize} in Xvfb, loopback, viewer in headless Chromium, ${os.cpus().length} cores\n`);
+  console.log('| What | Measured | Limit |\n|---|---|---|');
+  await host.status(kStatus.waiting);
+  const idle = await measure(host);
+  row('CPU, no viewer', idle.cpu, '% of a core', '0.3');
+  row('resident, no viewer', idle.memory, 'MB', '');
+
+  const phone = keep(await Phone.start({ width: 1920, height: 1080 }));
+  await phone.open(server.pageAddress);
+  await phone.pair(await host.pin());
+  await phone.live();
+  await phone.pictureIs(desktop.size);
+  const still = await measure(host, phone);
+  row('CPU, static screen', still.cpu, '% of a core', '2');
+  row('frames, static screen', still.fps, 'a second', '');
+
+  await probe.stop();
+  await desktop.run('xterm', '-fullscreen', '-fa', 'DejaVu Sans Mono', '-fs', '11', '-e',
+    process.execPath, '-e', kScroll);
+  await phone.nextFrames(60);
+  const scrolling = await measure(host, phone);
+  row('CPU, scrolling text', scrolling.cpu, '% of a core', '50');
+  row('frames, scrolling text', scrolling.fps, 'a second', '30');
+  row('resident, scrolling text', scrolling.memory, 'MB', '150');
+
+  await phone.page.addInitScript(noteFirstPicture);
+  const times = await firstPictures(phone, host);
+  row(`first picture after "peer-joined", median of ${kVisits}`, times[kVisits >> 1], 'ms', '500');
+  row('first picture, slowest', times[kVisits - 1], 'ms', '');
+} finally {
+  for (const part of parts.reverse()) await part.stop();
+  await fs.rm(folder, { recursive: true, force: true });
+}
