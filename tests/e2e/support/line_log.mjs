@@ -26,7 +26,7 @@ export class LineLog {
       if (!match) continue;
       this.#waiting.delete(waiter);
       clearTimeout(waiter.timer);
-      waiter.resolve(match);
+      waiter.resolve(Object.assign(match, { mark: this.mark() }));
     }
   }
 
@@ -50,11 +50,14 @@ export class LineLog {
     return this.#lines.slice(since).filter((line) => pattern.test(line)).length;
   }
 
-  /** The match of the first line since the mark that fits, printed already or within the bound. */
+  /**
+   * The match of the first line since the mark that fits, printed already or within the bound. Its
+   * `mark` is the place behind that line.
+   */
   next(pattern, { since = 0, within = 30000 } = {}) {
-    for (const line of this.#lines.slice(since)) {
+    for (const [index, line] of this.#lines.slice(since).entries()) {
       const match = pattern.exec(line);
-      if (match) return Promise.resolve(match);
+      if (match) return Promise.resolve(Object.assign(match, { mark: since + index + 1 }));
     }
     if (this.#ended) return Promise.reject(this.#trouble(pattern, this.#ended));
     return new Promise((resolve, fail) => {

@@ -25,3 +25,14 @@ export async function nextEvent(probe, wanted, options) {
   const [line] = await probe.out.next(new RegExp(`^${parts.join('')}.*`), options);
   return JSON.parse(line);
 }
+
+/** The next so many events, motions left out. */
+export async function nextEvents(probe, count, since = 0) {
+  const events = [];
+  while (events.length < count) {
+    const { input, mark } = await probe.out.next(/^\{.*"event":"(?!motion)/, { since });
+    events.push(JSON.parse(input));
+    since = mark;
+  }
+  return events;
+}
