@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <regex>
-
 #include "tests/fakes/fake_system.h"
 
 namespace tovalin {
 namespace {
+
+using ::testing::MatchesRegex;
 
 constexpr const char* kDefault = "wss://signal.example/signal";
 
@@ -33,12 +33,10 @@ TEST_F(HostSettingsTest, FreshInstallReadsTheDefaults) {
 
 TEST_F(HostSettingsTest, FreshInstallMakesAnIdentityOfTheRightForm) {
   launch();
-  EXPECT_TRUE(std::regex_match(
-      settings_.hostId(),
-      std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
-      << settings_.hostId();
-  EXPECT_TRUE(std::regex_match(settings_.hostKey(), std::regex("[0-9a-f]{64}")))
-      << settings_.hostKey();
+  // POSIX extended expressions, as gmock takes them.
+  EXPECT_THAT(settings_.hostId(),
+              MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
+  EXPECT_THAT(settings_.hostKey(), MatchesRegex("[0-9a-f]{64}"));
 }
 
 TEST_F(HostSettingsTest, KeyHoldsTheRandomBytesInOrder) {
