@@ -11,6 +11,10 @@ using Native = webrtc::PeerConnectionInterface;
 
 Native::RTCConfiguration nativeConfiguration(const RtcConfiguration& configuration) {
   Native::RTCConfiguration native;
+  // A screencast is padded to 100 kbit/s unless told otherwise: on a static screen that is 45
+  // packets a second, and as much work for the host as encoding its two pictures. Any other video
+  // is not padded, and a screen recovers its bitrate by probing as well.
+  native.screencast_min_bitrate = 0;
   native.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
   for (const IceServer& server : configuration.iceServers) {
     Native::IceServer& added = native.servers.emplace_back();
