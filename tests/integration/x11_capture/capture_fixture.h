@@ -4,7 +4,6 @@
 
 #include <future>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,27 +11,12 @@
 
 #include "platform/screen_capture.h"
 #include "platform/x11/x11_screen_capture.h"
+#include "tests/fakes/fake_system.h"
 #include "tests/integration/support/xvfb.h"
 #include "tests/integration/x11_capture/desktop_client.h"
 #include "tests/integration/x11_capture/recording_output.h"
 
 namespace tovalin::test {
-
-class RecordingLog : public SystemLog {
- public:
-  void line(std::string_view text) override {
-    std::lock_guard lock(mutex_);
-    lines_.emplace_back(text);
-  }
-  std::vector<std::string> lines() const {
-    std::lock_guard lock(mutex_);
-    return lines_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
 
 // A private X server and the capture of its screen.
 class CaptureFixture : public testing::Test {
@@ -113,7 +97,7 @@ class CaptureFixture : public testing::Test {
         [=](const PixelBuffer& picture) { return pixelAt(picture, x, y) == color; });
   }
 
-  RecordingLog log_;
+  fake::FakeSystemLog log_;
   std::unique_ptr<Xvfb> server_;
   std::unique_ptr<DesktopClient> desktop_;
   std::unique_ptr<ScreenCapture> capture_;
