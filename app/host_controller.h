@@ -59,6 +59,7 @@ class HostController : public HostFacade,
   void startPairing() override;
   void endPairing() override;
   void disconnectViewer() override;
+  void refreshPermissions() override;
   void requestScreenPermission() override;
   void requestInputPermission() override;
   void setLaunchAtLogin(bool enabled) override;
@@ -87,8 +88,7 @@ class HostController : public HostFacade,
   void applyFirstRunLoginRule();
   void startPolls();
 
-  // Permissions and lock
-  void refreshPermissions();
+  // Lock
   bool isScreenLocked() const;
   void pollScreenLock();
 

@@ -9,6 +9,7 @@
 #include "platform/main_queue.h"
 #include "platform/permissions.h"
 #include "platform/power.h"
+#include "platform/qr_code.h"
 #include "platform/rtc.h"
 #include "platform/running_applications.h"
 #include "platform/screen_capture.h"
@@ -36,6 +37,7 @@ struct HostPlatform {
   ScreenCapture& capture;
   InputEvents& input;
   TextSegmenter& text;
+  QrCodeGenerator& qrCodes;
   Permissions& permissions;
   LoginSession& loginSession;
   LoginItem& loginItem;

@@ -4,6 +4,7 @@
 #include "app/tovalin_host_app.h"
 #include "platform/linux/host_info.h"
 #include "platform/linux/login_item_autostart.h"
+#include "platform/linux/qr_code_generator.h"
 #include "platform/linux/running_applications.h"
 #include "platform/linux/secure_random.h"
 #include "platform/linux/settings_file.h"
@@ -38,6 +39,7 @@ int main(int argumentCount, char** arguments) {
   const auto capture = makeX11ScreenCapture(*log);
   const auto input = makeX11InputEvents(*log);
   const auto text = makeTextSegmenter();
+  const auto qrCodes = makeQrCodeGenerator();
   const auto permissions = makeX11Permissions();
   const auto loginSession = makeX11LoginSession();
   const auto loginItem = makeAutostartLoginItem(autostartEntryPath(), ownExecutable());
@@ -58,6 +60,7 @@ int main(int argumentCount, char** arguments) {
       .capture = *capture,
       .input = *input,
       .text = *text,
+      .qrCodes = *qrCodes,
       .permissions = *permissions,
       .loginSession = *loginSession,
       .loginItem = *loginItem,

@@ -6,21 +6,27 @@ namespace tovalin {
 namespace {
 
 constexpr double kOnboardingDelaySeconds = 1.5;
+// At login the desktop's tray comes up beside this program; one that is not there by now is taken
+// for none.
+constexpr double kTrayPatienceSeconds = 5;
 
 }  // namespace
 
 TovalinHostApp::TovalinHostApp(const HostPlatform& platform)
-    : platform_(platform), pairing_(std::make_shared<PairingWindowController>(platform.windows)) {
+    : platform_(platform),
+      pairing_(std::make_shared<PairingWindowController>(PairingPorts{
+          platform.windows, platform.urls, platform.qrCodes, platform.text, platform.info})) {
   scheduleOnboarding();
   controller_ = HostController::create(platform_);
   showScene();
+  scheduleTrayCheck();
 }
 
 TovalinHostApp::~TovalinHostApp() = default;
 
 void TovalinHostApp::showScene() {
   HostControllerRegistry::shared = controller_;
-  menu_ = std::make_unique<HostMenuView>(
+  menu_ = std::make_shared<HostMenuView>(
       platform_.windows, controller_, weakly(pairing_, [](PairingWindowController& pairing) {
         if (const auto host = HostControllerRegistry::shared.lock()) pairing.show(host);
       }));
@@ -32,6 +38,11 @@ void TovalinHostApp::scheduleOnboarding() {
                           const auto host = HostControllerRegistry::shared.lock();
                           if (host && !host->hasPairedOnce()) pairing.show(host);
                         }));
+}
+
+void TovalinHostApp::scheduleTrayCheck() {
+  platform_.queue.after(kTrayPatienceSeconds,
+                        weakly(menu_, [](HostMenuView& menu) { menu.openPanelWithoutTray(); }));
 }
 
 }  // namespace tovalin

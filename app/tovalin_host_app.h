@@ -9,7 +9,8 @@
 namespace tovalin {
 
 // The application: one controller and one scene, the menu-bar extra. A host that has never been
-// paired opens the pairing window by itself shortly after launch. Main thread.
+// paired opens the pairing window by itself shortly after launch; on a desktop without a tray,
+// where nobody could reach it otherwise, the menu's panel opens too. Main thread.
 class TovalinHostApp {
  public:
   explicit TovalinHostApp(const HostPlatform& platform);
@@ -18,12 +19,13 @@ class TovalinHostApp {
  private:
   void showScene();
   void scheduleOnboarding();
+  void scheduleTrayCheck();
 
   HostPlatform platform_;
   std::shared_ptr<HostController> controller_;
   // Shared so that the onboarding check can hold it weakly.
   std::shared_ptr<PairingWindowController> pairing_;
-  std::unique_ptr<HostMenuView> menu_;
+  std::shared_ptr<HostMenuView> menu_;  // shared, so that the check for a tray can hold it weakly
 };
 
 }  // namespace tovalin

@@ -12,6 +12,7 @@ struct QrModules {
   std::vector<bool> dark;  // size * size
 
   bool at(int x, int y) const { return dark[static_cast<size_t>(y) * size + x]; }
+  bool operator==(const QrModules&) const = default;
 };
 
 // QR code generation.

@@ -7,7 +7,9 @@ namespace tovalin {
 ConnectionIndicator::ConnectionIndicator(Windows& windows) : windows_(windows) {}
 
 void ConnectionIndicator::show(std::function<void()> disconnect) {
-  if (!panel_) panel_ = windows_.makeIndicator(std::move(disconnect));
+  if (panel_) return;
+  panel_ = windows_.makeIndicator({"Someone is controlling this Mac", "Disconnect"},
+                                  std::move(disconnect));
 }
 
 void ConnectionIndicator::hide() {

@@ -37,6 +37,8 @@ class HostFacade {
   // The user has closed the pairing window: no PIN is wanted, and none is shown, any more.
   virtual void endPairing() = 0;
   virtual void disconnectViewer() = 0;
+  // Reads both permissions anew, without prompting.
+  virtual void refreshPermissions() = 0;
   virtual void requestScreenPermission() = 0;
   virtual void requestInputPermission() = 0;
   virtual void setLaunchAtLogin(bool enabled) = 0;

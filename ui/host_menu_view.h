@@ -16,6 +16,11 @@ class HostMenuView {
   HostMenuView(Windows& windows, const std::shared_ptr<HostFacade>& host,
                std::function<void()> connectPhone);
 
+  // Opens the panel, for somebody who has started the program a second time.
+  void openPanel();
+  // Opens the panel where no tray shows the icon, so that nobody is locked out.
+  void openPanelWithoutTray();
+
  private:
   void refresh(const HostFacade& host);
 

@@ -40,21 +40,21 @@ std::string utf8(const std::u32string& points) {
   return QString::fromStdU32String(points).toStdString();
 }
 
-std::string spaced(const std::u32string& points) {
-  std::u32string text;
-  for (const char32_t point : points) {
-    if (!text.empty()) text += U"  ";
-    text += point;
-  }
-  return utf8(text);
+std::string printable(const std::string& text) {
+  return utf8(safe(text));
 }
 
 std::string pairingText(const PairingContent& content) {
-  if (content.pairedDevice) return utf8(safe(*content.pairedDevice)) + " is connected";
-  if (!content.pin) return "Getting your PIN…";
-  const auto pin = safe(*content.pin);
-  return "PIN " + spaced(pin) +
-         "\nThis PIN works once and expires in 10 minutes.\nPIN: " + utf8(pin);
+  if (!content.pin.empty()) {
+    return "PIN " + printable(content.pinText) + "\n" + content.footnote +
+           "\nPIN: " + printable(content.pin);
+  }
+  if (!content.waiting.empty()) return content.waiting;
+  std::string text = printable(content.title);
+  for (const auto& row : content.permissions) {
+    if (!row.granted) text += "\nnot allowed yet: " + row.title + ", " + row.reason;
+  }
+  return text;
 }
 
 void press(const std::function<void()>& action) {
@@ -77,7 +77,7 @@ class Console {
   }
 
   void showMenu(const MenuContent& content) {
-    if (content.status != menu_.status) say("Status: " + utf8(safe(content.status)));
+    if (content.status != menu_.status) say("Status: " + printable(content.status));
     menu_ = content;
   }
 
@@ -126,6 +126,9 @@ class ConsoleMenu : public Menu {
   explicit ConsoleMenu(std::shared_ptr<Console> console) : console_(std::move(console)) {}
   ~ConsoleMenu() override { console_->menuActions = {}; }
   void update(const MenuContent& content) override { console_->showMenu(content); }
+  // The lines are always there.
+  void openPanel() override {}
+  bool hasTrayIcon() const override { return true; }
 
  private:
   const std::shared_ptr<Console> console_;
@@ -157,11 +160,12 @@ class ConsolePairingWindow : public PairingWindow {
 
 class ConsoleIndicator : public IndicatorPanel {
  public:
-  ConsoleIndicator(std::shared_ptr<Console> console, std::function<void()> disconnect)
+  ConsoleIndicator(std::shared_ptr<Console> console, const IndicatorContent& content,
+                   std::function<void()> disconnect)
       : console_(std::move(console)) {
     console_->indicator = this;
     console_->disconnect = std::move(disconnect);
-    console_->say("Someone is controlling this Mac — type d and Return to disconnect");
+    console_->say(content.text + " — type d and Return to disconnect");
   }
   // Another one may have come in its place already.
   ~ConsoleIndicator() override {
@@ -186,8 +190,9 @@ class ConsoleWindows : public Windows {
     console_->pairingActions = std::move(actions);
     return std::make_unique<ConsolePairingWindow>(console_);
   }
-  std::unique_ptr<IndicatorPanel> makeIndicator(std::function<void()> disconnect) override {
-    return std::make_unique<ConsoleIndicator>(console_, std::move(disconnect));
+  std::unique_ptr<IndicatorPanel> makeIndicator(const IndicatorContent& content,
+                                                std::function<void()> disconnect) override {
+    return std::make_unique<ConsoleIndicator>(console_, content, std::move(disconnect));
   }
 
  private:

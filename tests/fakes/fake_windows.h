@@ -18,18 +18,23 @@ class FakeWindows : public Windows {
     pairingActions = std::move(actions);
     return std::make_unique<FakePairingWindow>(*this);
   }
-  std::unique_ptr<IndicatorPanel> makeIndicator(std::function<void()> disconnect) override {
+  std::unique_ptr<IndicatorPanel> makeIndicator(const IndicatorContent& content,
+                                                std::function<void()> disconnect) override {
     ++indicatorsMade;
+    indicator = content;
     pressDisconnect = std::move(disconnect);
     return std::make_unique<FakeIndicator>(*this);
   }
 
   MenuActions menuActions;
   MenuContent menu;
+  bool trayIconShown = true;
+  int panelsOpened = 0;
   PairingActions pairingActions;
   PairingContent pairing;
   bool pairingVisible = false;
   int pairingWindowsMade = 0;
+  IndicatorContent indicator;
   std::function<void()> pressDisconnect;
   int indicatorsMade = 0;
   int indicatorsOnScreen = 0;
@@ -38,6 +43,8 @@ class FakeWindows : public Windows {
   struct FakeMenu : Menu {
     explicit FakeMenu(FakeWindows& owner) : all(owner) {}
     void update(const MenuContent& content) override { all.menu = content; }
+    void openPanel() override { ++all.panelsOpened; }
+    bool hasTrayIcon() const override { return all.trayIconShown; }
     FakeWindows& all;
   };
   struct FakePairingWindow : PairingWindow {

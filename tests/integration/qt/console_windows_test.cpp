@@ -16,6 +16,20 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+const IndicatorContent kIndicator{"Someone is controlling this Mac", "Disconnect"};
+const PairingContent kWaiting{.step = PairingStep::connect, .waiting = "Getting your PIN…"};
+
+PairingContent withPin(const std::string& pin, const std::string& text) {
+  return {.step = PairingStep::connect,
+          .pin = pin,
+          .pinText = text,
+          .footnote = "This PIN works once and expires in 10 minutes."};
+}
+
+MenuContent withStatus(const std::string& status, bool viewerConnected = false) {
+  return {.status = status, .viewerConnected = viewerConnected};
+}
+
 class ConsoleWindowsTest : public ApplicationTest {
  protected:
   ConsoleWindowsTest() {
@@ -33,9 +47,11 @@ class ConsoleWindowsTest : public ApplicationTest {
 
   void open(int input) {
     windows_ = makeConsoleWindows(input, output_[1]);
-    menu_ = windows_->makeMenu(
-        {press("disconnectViewer"), press("connectPhone"), press("reconnect"), press("quit")});
-    pairing_ = windows_->makePairingWindow({press("newPin"), press("close")});
+    menu_ = windows_->makeMenu({.disconnectViewer = press("disconnectViewer"),
+                                .connectPhone = press("connectPhone"),
+                                .reconnect = press("reconnect"),
+                                .quit = press("quit")});
+    pairing_ = windows_->makePairingWindow({.newPin = press("newPin"), .close = press("close")});
   }
 
   // Types and lets the loop see it; `presses` is how many actions come of it.
@@ -77,48 +93,57 @@ class ConsoleWindowsTest : public ApplicationTest {
 };
 
 TEST_F(ConsoleWindowsTest, TheStatusIsPrintedWhenItChanges) {
-  menu_->update({"rectangle.on.rectangle", "Waiting for a viewer…", false});
+  menu_->update(withStatus("Waiting for a viewer…"));
   EXPECT_EQ(printed(), "Status: Waiting for a viewer…\n");
-  menu_->update({"exclamationmark.triangle", "Waiting for a viewer…", false});
+  menu_->update(withStatus("Waiting for a viewer…"));
   EXPECT_EQ(printed(), "");
-  menu_->update({"dot.radiowaves.left.and.right", "🟢 Viewer connected", true});
+  menu_->update(withStatus("🟢 Viewer connected", true));
   EXPECT_EQ(printed(), "Status: 🟢 Viewer connected\n");
 }
 
 TEST_F(ConsoleWindowsTest, ThePairingWindowIsPrintedWhileItIsShown) {
-  pairing_->update({std::nullopt, "111111"});
+  pairing_->update(withPin("111111", "1  1  1  1  1  1"));
   EXPECT_EQ(printed(), "");
-  pairing_->update({});
+  pairing_->update(kWaiting);
   pairing_->orderFront();
   EXPECT_EQ(printed(), "Getting your PIN…\n");
-  pairing_->update({});
+  pairing_->update(kWaiting);
   EXPECT_EQ(printed(), "");
-  pairing_->update({std::nullopt, "123456"});
+  pairing_->update(withPin("123456", "1  2  3  4  5  6"));
   EXPECT_EQ(printed(),
             "PIN 1  2  3  4  5  6\nThis PIN works once and expires in 10 minutes.\nPIN: 123456\n");
   pairing_->orderFront();
   EXPECT_EQ(printed(), "");
-  pairing_->update({"Ada's phone", std::nullopt});
+  pairing_->update({.step = PairingStep::done, .title = "Ada's phone is connected"});
   EXPECT_EQ(printed(), "Ada's phone is connected\n");
   pairing_->orderOut();
-  pairing_->update({std::nullopt, "654321"});
+  pairing_->update(withPin("654321", "6  5  4  3  2  1"));
   EXPECT_EQ(printed(), "");
   pairing_->orderFront();
   EXPECT_THAT(printed(), HasSubstr("PIN: 654321\n"));
 }
 
+TEST_F(ConsoleWindowsTest, MissingPermissionsAreNamed) {
+  pairing_->update({.title = "Let's connect this Mac",
+                    .permissions = {{.granted = true, .title = "Screen Recording", .reason = "a"},
+                                    {.title = "Accessibility", .reason = "so you can click"}}});
+  pairing_->orderFront();
+  EXPECT_EQ(printed(),
+            "Let's connect this Mac\nnot allowed yet: Accessibility, so you can click\n");
+}
+
 TEST_F(ConsoleWindowsTest, TheIndicatorSaysThatSomeoneIsInControl) {
-  const auto indicator = windows_->makeIndicator([] {});
+  const auto indicator = windows_->makeIndicator(kIndicator, [] {});
   EXPECT_EQ(printed(), "Someone is controlling this Mac — type d and Return to disconnect\n");
 }
 
 TEST_F(ConsoleWindowsTest, WhatComesFromOutsideCannotDriveTheTerminal) {
   pairing_->orderFront();
   printed();
-  pairing_->update({"\x1b]0;owned\x07\nStatus: fake\u202e\xff👩‍👧", std::nullopt});
+  pairing_->update({.title = "\x1b]0;owned\x07\nStatus: fake\u202e\xff👩‍👧 is connected"});
   EXPECT_EQ(printed(),
             "\ufffd]0;owned\ufffd\ufffdStatus: fake\ufffd\ufffd👩‍👧 is connected\n");
-  pairing_->update({std::nullopt, "1\n2"});
+  pairing_->update(withPin("1\n2", "1  \n  2"));
   EXPECT_THAT(printed(), HasSubstr("\nPIN: 1\ufffd"
                                    "2\n"));
 }
@@ -145,14 +170,14 @@ TEST_F(ConsoleWindowsTest, DDisconnectsAViewerThatIsThere) {
   EXPECT_THAT(pressed_, ElementsAre("reconnect"));
   EXPECT_EQ(printed(), "No viewer is connected\n");
 
-  menu_->update({"icon", "status", true});
+  menu_->update(withStatus("status", true));
   type("d\n", 1);
   EXPECT_EQ(pressed_.back(), "disconnectViewer");
 
-  auto indicator = windows_->makeIndicator(press("indicator"));
+  auto indicator = windows_->makeIndicator(kIndicator, press("indicator"));
   type("d\n", 1);
   EXPECT_EQ(pressed_.back(), "indicator");
-  indicator = windows_->makeIndicator(press("next indicator"));
+  indicator = windows_->makeIndicator(kIndicator, press("next indicator"));
   type("d\n", 1);
   EXPECT_EQ(pressed_.back(), "next indicator");
   indicator.reset();
@@ -163,7 +188,7 @@ TEST_F(ConsoleWindowsTest, DDisconnectsAViewerThatIsThere) {
 TEST_F(ConsoleWindowsTest, TheIndicatorMayGoWithinItsOwnPress) {
   std::unique_ptr<IndicatorPanel> indicator;
   auto alive = std::make_shared<int>(0);
-  indicator = windows_->makeIndicator([this, alive, &indicator] {
+  indicator = windows_->makeIndicator(kIndicator, [this, alive, &indicator] {
     indicator.reset();
     ++*alive;
     press("gone")();
@@ -201,7 +226,7 @@ TEST_F(ConsoleWindowsTest, TheLastLineMayLackItsReturnAndTheEndIsJustTheEnd) {
   awaited_ = 2;
   run();
   EXPECT_THAT(pressed_, ElementsAre("reconnect", "quit"));
-  menu_->update({"icon", "still here", false});
+  menu_->update(withStatus("still here"));
   EXPECT_THAT(printed(), HasSubstr("Status: still here\n"));
   runPosted();
 }
@@ -214,7 +239,7 @@ TEST_F(ConsoleWindowsTest, WithNothingToReadNothingHappens) {
     open(input);
     queue_->after(0.02, [this] { application_.quit(); });
     run();
-    menu_->update({"icon", "up", false});
+    menu_->update(withStatus("up"));
     EXPECT_EQ(printed(), "Status: up\n");
   }
   EXPECT_THAT(pressed_, IsEmpty());
@@ -226,14 +251,14 @@ TEST_F(ConsoleWindowsTest, WithNothingToReadNothingHappens) {
 
 TEST_F(ConsoleWindowsTest, AReaderThatIsBehindOrGoneHoldsUpNothing) {
   for (int i = 0; i < 2000; ++i) {
-    menu_->update({"icon", std::string(100, 'x') + std::to_string(i), false});
+    menu_->update(withStatus(std::string(100, 'x') + std::to_string(i)));
   }
   EXPECT_THAT(printed(), HasSubstr("Status: xxx"));
-  menu_->update({"icon", "after", false});
+  menu_->update(withStatus("after"));
   EXPECT_EQ(printed(), "Status: after\n");
 
   close(output_[0]);
-  menu_->update({"icon", "to nobody", false});
+  menu_->update(withStatus("to nobody"));
   type("q\n", 1);
   EXPECT_THAT(pressed_, ElementsAre("quit"));
   output_[0] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);

@@ -27,10 +27,10 @@ inline constexpr const char* kTestServerUrl = "wss://signal.example/signal";
 class HostFixture : public ::testing::Test {
  protected:
   HostPlatform platform() {
-    return {queue_, defaults_,    random_,        log_,          info_,
-            urls_,  sockets_,     rtc_,           capture_,      input_,
-            text_,  permissions_, loginSession_,  loginItem_,    applications_,
-            power_, windows_,     kTestServerUrl, "stun.example"};
+    return {queue_,        defaults_, random_,      log_,           info_,
+            urls_,         sockets_,  rtc_,         capture_,       input_,
+            text_,         qrCodes_,  permissions_, loginSession_,  loginItem_,
+            applications_, power_,    windows_,     kTestServerUrl, "stun.example"};
   }
 
   void launch() {
@@ -106,6 +106,7 @@ class HostFixture : public ::testing::Test {
   fake::FakeScreenCapture capture_;
   fake::FakeInputEvents input_;
   fake::FakeTextSegmenter text_;
+  fake::FakeQrCodeGenerator qrCodes_;
   fake::FakePermissions permissions_;
   fake::FakeLoginSession loginSession_;
   fake::FakeLoginItem loginItem_;

@@ -54,5 +54,56 @@ TEST_F(TovalinHostAppTest, MenuOpensThePairingWindowAndShowsTheStatus) {
   EXPECT_TRUE(windows_.pairingVisible);
 }
 
+TEST_F(TovalinHostAppTest, WithoutATrayTheMenuPanelOpensAtLaunch) {
+  windows_.trayIconShown = false;
+  startApp();
+  queue_.advance(4.99);
+  EXPECT_EQ(windows_.panelsOpened, 0);
+  queue_.advance(60);
+  EXPECT_EQ(windows_.panelsOpened, 1);
+}
+
+TEST_F(TovalinHostAppTest, WithATrayThePanelStaysClosedAtLaunch) {
+  windows_.trayIconShown = false;
+  startApp();
+  queue_.advance(1);
+  windows_.trayIconShown = true;
+  queue_.advance(60);
+  EXPECT_EQ(windows_.panelsOpened, 0);
+}
+
+TEST_F(TovalinHostAppTest, PanelShowsAPermissionGrantedSinceTheLastPollAsSoonAsItOpens) {
+  permissions_.trusted = false;
+  startApp();
+  permissions_.trusted = true;
+  ASSERT_FALSE(windows_.menu.permissions.at(1).granted);
+  windows_.menuActions.opened();
+  EXPECT_TRUE(windows_.menu.permissions.at(1).granted);
+}
+
+TEST_F(TovalinHostAppTest, AddressEditedInThePanelIsUsedOnReconnect) {
+  startApp();
+  windows_.menuActions.editServerURL("wss://other.example/signal");
+  EXPECT_EQ(windows_.menu.serverURL, "wss://other.example/signal");
+  EXPECT_EQ(connectedUrl(), kTestServerUrl);
+  windows_.menuActions.reconnect();
+  EXPECT_EQ(connectedUrl(), "wss://other.example/signal");
+}
+
+TEST_F(TovalinHostAppTest, PairingWindowGoesFromThePermissionsThroughThePinToTheDevice) {
+  permissions_.trusted = false;
+  startApp();
+  queue_.advance(1.5);
+  EXPECT_EQ(windows_.pairing.step, PairingStep::permissions);
+  permissions_.trusted = true;
+  queue_.advance(2);
+  EXPECT_EQ(windows_.pairing.step, PairingStep::connect);
+  serverSays({{"type", "pairing-pin"}, {"pin", "123456"}, {"token", "TOKEN"}});
+  EXPECT_EQ(windows_.pairing.pinText, "1  2  3  4  5  6");
+  serverSays({{"type", "device-paired"}, {"deviceName", "Ada's phone"}});
+  EXPECT_EQ(windows_.pairing.step, PairingStep::done);
+  EXPECT_EQ(windows_.pairing.title, "Ada's phone is connected");
+}
+
 }  // namespace
 }  // namespace tovalin

@@ -19,6 +19,8 @@ TEST_F(ConnectionIndicatorTest, ShownTwiceIsOnePanelThatRunsTheFirstAction) {
   indicator_.show([&] { ++first; });
   indicator_.show([&] { ++second; });
   EXPECT_EQ(windows_.indicatorsOnScreen, 1);
+  EXPECT_EQ(windows_.indicator,
+            (IndicatorContent{"Someone is controlling this Mac", "Disconnect"}));
   windows_.pressDisconnect();
   EXPECT_EQ(first, 1);
   EXPECT_EQ(second, 0);

@@ -13,9 +13,9 @@ class FakeHost : public HostFacade {
  public:
   const std::string& status() const override { return statusText; }
   bool viewerConnected() const override { return connected; }
-  bool screenPermission() const override { return true; }
-  bool inputPermission() const override { return true; }
-  bool launchAtLogin() const override { return false; }
+  bool screenPermission() const override { return screenGranted; }
+  bool inputPermission() const override { return inputGranted; }
+  bool launchAtLogin() const override { return startsAtLogin; }
   std::string serverURL() const override { return "wss://signal.example/signal"; }
   std::string hostId() const override { return "HOST"; }
   bool hasPairedOnce() const override { return false; }
@@ -30,14 +30,22 @@ class FakeHost : public HostFacade {
   void startPairing() override { calls.emplace_back("startPairing"); }
   void endPairing() override { calls.emplace_back("endPairing"); }
   void disconnectViewer() override { calls.emplace_back("disconnectViewer"); }
+  void refreshPermissions() override { calls.emplace_back("refreshPermissions"); }
   void requestScreenPermission() override { calls.emplace_back("requestScreenPermission"); }
   void requestInputPermission() override { calls.emplace_back("requestInputPermission"); }
-  void setLaunchAtLogin(bool) override { calls.emplace_back("setLaunchAtLogin"); }
-  void setServerURL(const std::string&) override { calls.emplace_back("setServerURL"); }
+  void setLaunchAtLogin(bool enabled) override {
+    calls.emplace_back(enabled ? "setLaunchAtLogin on" : "setLaunchAtLogin off");
+  }
+  void setServerURL(const std::string& address) override {
+    calls.push_back("setServerURL " + address);
+  }
   void quit() override { calls.emplace_back("quit"); }
 
   std::string statusText = "Waiting for a viewer…";
   bool connected = false;
+  bool screenGranted = true;
+  bool inputGranted = true;
+  bool startsAtLogin = false;
   std::optional<std::string> pin;
   std::optional<std::string> token;
   std::optional<std::string> pairedDevice;
