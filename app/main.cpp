@@ -16,18 +16,38 @@
 #include "platform/qt/qt_main_queue.h"
 #include "platform/qt/qt_url.h"
 #include "platform/qt/qt_web_socket.h"
+#include "platform/qtquick/desktop_windows.h"
 #include "platform/webrtc/webrtc_library.h"
+#include "platform/x11/x11_display.h"
 #include "platform/x11/x11_input_events.h"
 #include "platform/x11/x11_login_session.h"
 #include "platform/x11/x11_permissions.h"
 #include "platform/x11/x11_power.h"
 #include "platform/x11/x11_screen_capture.h"
+#include "ui/mirrored_windows.h"
+
+namespace {
+
+using namespace tovalin;
+
+// A desktop shows windows; a terminal, or a script at the other end of a pipe, reads lines.
+std::unique_ptr<Windows> makeWindows(bool onDesktop, SystemLog& log) {
+  constexpr int kNobody = -1;
+  if (!onDesktop)
+    return isConsoleAttended() ? makeConsoleWindows() : makeConsoleWindows(kNobody, kNobody);
+  auto windows = makeDesktopWindows(log);
+  if (!isConsoleAttended()) return windows;
+  return std::make_unique<MirroredWindows>(std::move(windows), makeConsoleWindows());
+}
+
+}  // namespace
 
 int main(int argumentCount, char** arguments) {
-  using namespace tovalin;
+  const bool onDesktop = hasX11Display();
 
   // In the order in which one may need another; the host comes last and goes first.
-  QtApplication application(argumentCount, arguments);
+  QtApplication application(argumentCount, arguments,
+                            onDesktop ? QtApplication::Face::windows : QtApplication::Face::none);
   const auto log = makeSystemLog();
   const auto queue = makeQtMainQueue();
   const auto defaults = makeSettingsFile(settingsFilePath(), *log);
@@ -46,7 +66,7 @@ int main(int argumentCount, char** arguments) {
   const auto applications =
       makeRunningApplications(runtimeHome(), *log, [&application] { application.quit(); });
   const auto power = makeX11Power();
-  const auto windows = makeConsoleWindows();
+  const auto windows = makeWindows(onDesktop, *log);
 
   const TovalinHostApp host({
       .queue = *queue,

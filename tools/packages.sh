@@ -4,7 +4,9 @@
 packages_build=(
   g++ cmake ninja-build pkg-config nlohmann-json3-dev
   libtgowt-dev
-  qt6-base-dev qt6-websockets-dev
+  qt6-base-dev qt6-websockets-dev qt6-declarative-dev libqt6svg6-dev
+  qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-layouts
+  qml6-module-qtquick-templates qml6-module-qtqml qml6-module-qtqml-workerscript
   libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-xfixes0-dev
   libxcb-xtest0-dev libxcb-dpms0-dev libxcb-screensaver0-dev libxcb-xkb-dev libxcb-xinput-dev
   libxkbcommon-dev libxkbcommon-x11-dev
@@ -19,6 +21,7 @@ packages_test=(
   libgtest-dev libgmock-dev python3 openssl
   x11-xkb-utils xkb-data fonts-noto-cjk
   chromium
+  libzbar-dev
 )
 
 say() { printf '%s\n' "$*" >&2; }

@@ -1,6 +1,7 @@
 #include "platform/qt/console_windows.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QByteArray>
@@ -200,6 +201,12 @@ class ConsoleWindows : public Windows {
 };
 
 }  // namespace
+
+bool isConsoleAttended(int input) {
+  if (isatty(input) == 1) return tcgetpgrp(input) == getpgrp();
+  struct stat status;
+  return fstat(input, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+}
 
 std::unique_ptr<Windows> makeConsoleWindows(int input, int output) {
   return std::make_unique<ConsoleWindows>(input, output);

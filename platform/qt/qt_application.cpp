@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QSocketNotifier>
 #include <atomic>
 #include <cerrno>
@@ -31,8 +32,21 @@ void noteSignal(int) {
 }  // namespace
 
 struct QtApplication::Loop {
-  Loop(int& argumentCount, char** arguments) : application(argumentCount, arguments) {}
-  QCoreApplication application;
+  Loop(int& argumentCount, char** arguments, Face face) {
+    if (face == Face::none) {
+      application = std::make_unique<QCoreApplication>(argumentCount, arguments);
+      return;
+    }
+    // The windows are X11's on every desktop: only there do they stay where they are put, and on
+    // top.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
+    // Only Qt's own options are left out here: this program has none.
+    application = std::make_unique<QGuiApplication>(argumentCount, arguments);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.tovalin.host"));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Tovalin"));
+  }
+  std::unique_ptr<QCoreApplication> application;
 };
 
 // Turns signals into an event of the loop.
@@ -80,8 +94,8 @@ class QtApplication::Signals {
   std::vector<Before> before_;
 };
 
-QtApplication::QtApplication(int& argumentCount, char** arguments)
-    : loop_(std::make_unique<Loop>(argumentCount, arguments)),
+QtApplication::QtApplication(int& argumentCount, char** arguments, Face face)
+    : loop_(std::make_unique<Loop>(argumentCount, arguments, face)),
       signals_(std::make_unique<Signals>(*this)) {}
 
 QtApplication::~QtApplication() = default;
@@ -92,7 +106,7 @@ int QtApplication::run() {
 
 void QtApplication::quit() {
   QMetaObject::invokeMethod(
-      &loop_->application, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+      loop_->application.get(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
 }
 
 }  // namespace tovalin

@@ -11,8 +11,12 @@ namespace tovalin {
 // pipe or socket is an error of the write that meets it. Main thread, but for quit().
 class QtApplication {
  public:
-  // Both must outlive the application; options of Qt's own are taken out of them.
-  QtApplication(int& argumentCount, char** arguments);
+  // Whether the program has windows. With `windows` an X display must be there: Qt ends a process
+  // that it cannot connect.
+  enum class Face { none, windows };
+
+  // The arguments must outlive the application; options of Qt's own are taken out of them.
+  QtApplication(int& argumentCount, char** arguments, Face face = Face::none);
   ~QtApplication();
   QtApplication(const QtApplication&) = delete;
   QtApplication& operator=(const QtApplication&) = delete;

@@ -83,6 +83,11 @@ export class Host {
     return pin;
   }
 
+  /** The window with the PIN would stand in the picture. */
+  closePairingWindow() {
+    this.#program.command('c');
+  }
+
   disconnectViewer() {
     this.#program.command('d');
   }

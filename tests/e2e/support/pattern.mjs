@@ -12,7 +12,10 @@ export function blockColour(column, row, seed = 0) {
   ];
 }
 
-/** The middles of all blocks, in pixels of a screen of that size. */
+/** Where the host's own indicator stands during a visit: at the top, in the middle. */
+const underIndicator = ({ x, y }, { width }) => y < 56 && Math.abs(x - width / 2) < 220;
+
+/** The middles of all blocks that can be seen, in pixels of a screen of that size. */
 export function blockMiddles({ width, height }) {
   const middles = [];
   for (let row = 0; row < kRows; ++row) {
@@ -25,5 +28,5 @@ export function blockMiddles({ width, height }) {
       });
     }
   }
-  return middles;
+  return middles.filter((middle) => !underIndicator(middle, { width }));
 }

@@ -52,6 +52,7 @@ export async function openVisit(t, options) {
   await phone.pair(await host.pin());
   await phone.live();
   await host.status(kStatus.connected);
+  host.closePairingWindow();
   await phone.pictureIs(desktop.size);
   return scene;
 }

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QObject>
+
+namespace tovalin {
+
+// What the panels follow of the desktop's looks, for QML. Main thread.
+class DesktopStyle : public QObject {
+  Q_OBJECT
+  Q_PROPERTY(bool dark READ dark NOTIFY changed)
+  Q_PROPERTY(bool composited READ composited NOTIFY changed)
+  Q_PROPERTY(qreal textScale READ textScale NOTIFY changed)
+
+ public:
+  DesktopStyle();
+
+  bool dark() const;
+  // Whether windows may have see-through corners.
+  bool composited() const { return composited_; }
+  // The desktop's font beside one of 10 pt at 96 dpi; never below 1.
+  qreal textScale() const;
+
+  // What the desktop says of its scheme; unset, the palette tells.
+  void setDark(bool dark);
+  // Looks for a compositor again: it may have come or gone.
+  void refreshComposited();
+
+ Q_SIGNALS:
+  void changed();
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  enum class Scheme { unknown, light, dark };
+  Scheme scheme_ = Scheme::unknown;
+  bool composited_ = false;
+};
+
+}  // namespace tovalin

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QAbstractNativeEventFilter>
+#include <QWindow>
+
+namespace tovalin {
+
+// What Qt does not know of X11 windows. Everything here does nothing where the windows are not
+// X11's. Main thread.
+
+// Whether a compositing manager runs, so that windows can be see-through.
+bool hasCompositor();
+
+// Raises `window` again whenever another one covers it, for a window that the window manager does
+// not manage. `window` must have been created.
+class StayOnTop : public QAbstractNativeEventFilter {
+ public:
+  explicit StayOnTop(QWindow& window);
+  ~StayOnTop() override;
+  StayOnTop(const StayOnTop&) = delete;
+  StayOnTop& operator=(const StayOnTop&) = delete;
+
+  bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+
+ private:
+  QWindow& window_;
+};
+
+}  // namespace tovalin

@@ -1,0 +1,7 @@
+import QtQuick
+import "."
+
+Rectangle {
+    height: 1
+    color: Theme.divider
+}
