@@ -20,6 +20,7 @@ packages_desktop=(xvfb openbox xterm x11-apps x11-xserver-utils x11-utils fonts-
 packages_test=(
   libgtest-dev libgmock-dev python3 openssl
   x11-xkb-utils xkb-data fonts-noto-cjk
+  dbus-daemon python3-dbusmock
   chromium
   libzbar-dev
 )

@@ -1,0 +1,20 @@
+#pragma once
+
+namespace tovalin {
+
+// An object of a service, seen through one of its interfaces. Every D-Bus name this program knows
+// stands in this file, once.
+struct BusObject {
+  const char* service;
+  const char* path;
+  const char* interface;
+};
+
+inline constexpr BusObject kBusDaemon{"org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                      "org.freedesktop.DBus"};
+
+// Signals that the bus library makes up itself.
+inline constexpr BusObject kBusLocal{"org.freedesktop.DBus.Local", "/org/freedesktop/DBus/Local",
+                                     "org.freedesktop.DBus.Local"};
+
+}  // namespace tovalin
