@@ -7,8 +7,8 @@
 namespace tovalin {
 
 // Whether somebody is at the other end of `input`: a terminal with this program in its foreground,
-// a pipe or a socket. Only then are lines printed: a host that was started by the desktop writes into a log,
-// where a PIN must not stand.
+// a pipe or a socket. Only then are lines printed: a host that was started by the desktop writes
+// into a log, where a PIN must not stand.
 bool isConsoleAttended(int input = 0);
 
 // The windows as lines of text, for a computer without a graphical session and for scripts: what

@@ -49,6 +49,12 @@ export class Desktop {
     return probe;
   }
 
+  /** What a phone held before the screen reads off it: the one QR code there. */
+  async code() {
+    const lines = await this.tell(process.env.TOVALIN_READER);
+    return lines.at(-1);
+  }
+
   async stop() {
     for (const program of this.#programs.reverse()) await program.stop();
   }

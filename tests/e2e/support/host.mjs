@@ -25,11 +25,11 @@ export class Host {
     return path.join(this.#folder, 'config', 'com.tovalin.host', 'settings.ini');
   }
 
-  async start(serverAddress) {
+  /** `paired`: as if it had paired before; then it does not open its pairing window by itself. */
+  async start(serverAddress, { paired = true } = {}) {
     await fs.mkdir(path.dirname(this.settingsFile), { recursive: true });
-    // A host that has paired before does not open its pairing window over the picture.
     const settings =
-      `[General]\ntovalin.serverURL=${serverAddress}\ntovalin.hasPairedOnce=true\n`;
+      `[General]\ntovalin.serverURL=${serverAddress}\ntovalin.hasPairedOnce=${paired}\n`;
     await fs.writeFile(this.settingsFile, settings, { flag: 'wx', mode: 0o600 }).catch((error) => {
       if (error.code !== 'EEXIST') throw error;
     });

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
-#include <zbar.h>
 
 #include "platform/linux/qr_code_generator.h"
 #include "platform/qt/qt_url.h"
 #include "tests/integration/qtquick/desktop_fixture.h"
+#include "tests/integration/support/screen_codes.h"
 #include "ui/pairing_code.h"
 
 namespace tovalin::test {
@@ -53,25 +53,6 @@ PairingContent done() {
           .closeIsDefault = true};
 }
 
-// What a phone's camera would read off the screen.
-std::vector<std::string> codesOn(const Screenshot& shot) {
-  std::vector<uint8_t> grey;
-  grey.reserve(shot.pixels.size());
-  for (const uint32_t pixel : shot.pixels) {
-    grey.push_back(
-        static_cast<uint8_t>(((pixel >> 16) + ((pixel >> 8) & 0xFF) * 2 + (pixel & 0xFF)) / 4));
-  }
-  zbar::ImageScanner scanner;
-  zbar::Image image(static_cast<unsigned>(shot.width), static_cast<unsigned>(shot.height), "Y800",
-                    grey.data(), grey.size());
-  scanner.scan(image);
-  std::vector<std::string> codes;
-  for (auto symbol = image.symbol_begin(); symbol != image.symbol_end(); ++symbol) {
-    codes.push_back(symbol->get_data());
-  }
-  return codes;
-}
-
 class PairingPanelTest : public DesktopFixture {
  protected:
   explicit PairingPanelTest(double scale = 1) : DesktopFixture(scale) {
@@ -109,7 +90,8 @@ class PairingPanelTest : public DesktopFixture {
                                       "0123456789abcdef0123456789abcdef", name);
     ASSERT_TRUE(modules);
     show(withPin("1  2  3  4  5  6", modules));
-    EXPECT_THAT(codesOn(settledScreen()), ElementsAre(payload)) << name;
+    const Screenshot shot = settledScreen();
+    EXPECT_THAT(screenCodes(shot.pixels, shot.width, shot.height), ElementsAre(payload)) << name;
   }
 
   std::vector<std::string> pressed_;
