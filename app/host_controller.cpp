@@ -64,6 +64,9 @@ bool HostController::enforceSingleInstance() {
   if (std::all_of(running.begin(), running.end(), [self](int pid) { return pid == self; })) {
     return true;
   }
+  for (const int pid : running) {
+    if (pid != self) platform_.applications.activate(pid);
+  }
   platform_.log.line("[Tovalin] another instance is running — quitting this one");
   platform_.applications.terminate();
   return false;

@@ -13,6 +13,7 @@
 #include "platform/linux/xdg_paths.h"
 #include "platform/qt/console_windows.h"
 #include "platform/qt/qt_application.h"
+#include "platform/qt/qt_descriptor_watcher.h"
 #include "platform/qt/qt_main_queue.h"
 #include "platform/qt/qt_url.h"
 #include "platform/qt/qt_web_socket.h"
@@ -63,8 +64,9 @@ int main(int argumentCount, char** arguments) {
   const auto permissions = makeX11Permissions();
   const auto loginSession = makeX11LoginSession();
   const auto loginItem = makeAutostartLoginItem(autostartEntryPath(), ownExecutable());
-  const auto applications =
-      makeRunningApplications(runtimeHome(), *log, [&application] { application.quit(); });
+  const auto descriptors = makeQtDescriptorWatcher();
+  const auto applications = makeRunningApplications(runtimeHome(), *log, *descriptors,
+                                                    [&application] { application.quit(); });
   const auto power = makeX11Power();
   const auto windows = makeWindows(onDesktop, *log);
 

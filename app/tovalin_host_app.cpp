@@ -30,6 +30,8 @@ void TovalinHostApp::showScene() {
       platform_.windows, controller_, weakly(pairing_, [](PairingWindowController& pairing) {
         if (const auto host = HostControllerRegistry::shared.lock()) pairing.show(host);
       }));
+  activation_ = platform_.applications.onActivate(
+      weakly(menu_, [](HostMenuView& menu) { menu.openPanel(); }));
 }
 
 void TovalinHostApp::scheduleOnboarding() {

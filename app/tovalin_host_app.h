@@ -10,7 +10,8 @@ namespace tovalin {
 
 // The application: one controller and one scene, the menu-bar extra. A host that has never been
 // paired opens the pairing window by itself shortly after launch; on a desktop without a tray,
-// where nobody could reach it otherwise, the menu's panel opens too. Main thread.
+// where nobody could reach it otherwise, the menu's panel opens too, and starting the program again
+// opens it everywhere. Main thread.
 class TovalinHostApp {
  public:
   explicit TovalinHostApp(const HostPlatform& platform);
@@ -26,6 +27,7 @@ class TovalinHostApp {
   // Shared so that the onboarding check can hold it weakly.
   std::shared_ptr<PairingWindowController> pairing_;
   std::shared_ptr<HostMenuView> menu_;  // shared, so that the check for a tray can hold it weakly
+  std::unique_ptr<Subscription> activation_;
 };
 
 }  // namespace tovalin

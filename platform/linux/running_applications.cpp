@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <list>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/activation_socket.h"
 #include "platform/linux/bundle.h"
 #include "platform/linux/small_file.h"
 
@@ -47,7 +49,7 @@ bool isOwnUsers(int pid) {
   return status.find("\nUid:\t" + std::to_string(getuid()) + "\t") != std::string::npos;
 }
 
-std::optional<int> processIdFrom(const std::string& name) {
+std::optional<int> processIdFrom(std::string_view name) {
   int pid = 0;
   const auto [end, failure] = std::from_chars(name.data(), name.data() + name.size(), pid);
   if (failure != std::errc() || end != name.data() + name.size() || pid <= 0) return std::nullopt;
@@ -64,20 +66,50 @@ std::optional<Error> checkPrivate(const std::filesystem::path& directory) {
   return std::nullopt;
 }
 
+// Observers that may come and go while they are being told, and that may outlive the subject.
+class Observers {
+ public:
+  std::unique_ptr<Subscription> add(std::function<void()> observer) {
+    auto own = std::make_shared<Observer>(std::move(observer));
+    all_.push_back(own);
+    return std::make_unique<Observation>(std::move(own));
+  }
+
+  void tell() {
+    all_.remove_if([](const auto& observer) { return observer.expired(); });
+    for (const auto& observer : std::list(all_)) {
+      if (const auto alive = observer.lock()) (*alive)();
+    }
+  }
+
+ private:
+  using Observer = std::function<void()>;
+  struct Observation : Subscription {
+    explicit Observation(std::shared_ptr<Observer> observer) : own(std::move(observer)) {}
+    std::shared_ptr<Observer> own;
+  };
+
+  std::list<std::weak_ptr<Observer>> all_;
+};
+
 class LinuxRunningApplications : public RunningApplications {
  public:
   LinuxRunningApplications(const std::filesystem::path& directory, SystemLog& log,
-                           std::function<void()> terminate)
+                           DescriptorWatcher& watcher, std::function<void()> terminate)
       : directory_(directory), terminate_(std::move(terminate)) {
     const auto error = noteThisProcess();
     trusted_ = !error;
     if (error) {
       log.line("[Tovalin] cannot look for other instances: " + error->description);
+      return;
     }
+    const auto deaf =
+        activation_.listen(watcher, ownDirectory(), [this] { activationObservers_.tell(); });
+    if (deaf) log.line("[Tovalin] other instances cannot call this one: " + deaf->description);
   }
 
   ~LinuxRunningApplications() override {
-    if (trusted_) unlink(note(kBundleIdentifier, getpid()).c_str());
+    if (trusted_) unlink(note(getpid()).c_str());
   }
 
   int ownProcessId() const override { return getpid(); }
@@ -94,31 +126,41 @@ class LinuxRunningApplications : public RunningApplications {
     std::error_code failure;
     for (std::filesystem::directory_iterator file(directory, failure), end; !failure && file != end;
          file.increment(failure)) {
-      const auto pid = processIdFrom(file->path().filename());
+      const auto& path = file->path();
+      if (path.extension() == ActivationSocket::kExtension) removeIfOrphaned(path);
+      const auto pid = processIdFrom(path.filename().native());
       if (!pid || *pid == ownProcessId()) continue;
-      if (isLive(*pid, file->path())) {
+      if (isLive(*pid, path)) {
         ids.push_back(*pid);
       } else {
-        unlink(file->path().c_str());
+        unlink(path.c_str());
+        unlink((directory / ActivationSocket::nameFor(*pid)).c_str());
       }
     }
     std::sort(ids.begin(), ids.end());
     return ids;
   }
 
+  void activate(int processId) override {
+    if (!trusted_ || checkPrivate(ownDirectory()) || !isLive(processId, note(processId))) return;
+    ActivationSocket::ask(ownDirectory(), processId);
+  }
+
+  std::unique_ptr<Subscription> onActivate(std::function<void()> observer) override {
+    return activationObservers_.add(std::move(observer));
+  }
+
   void terminate() override { terminate_(); }
 
  private:
-  std::filesystem::path note(std::string_view bundleIdentifier, int pid) const {
-    return directory_ / bundleIdentifier / std::to_string(pid);
-  }
+  std::filesystem::path ownDirectory() const { return directory_ / kBundleIdentifier; }
+  std::filesystem::path note(int pid) const { return ownDirectory() / std::to_string(pid); }
 
   std::optional<Error> noteThisProcess() const {
-    const auto file = note(kBundleIdentifier, getpid());
-    if (auto error = makePrivateDirectories(file.parent_path())) return error;
+    if (auto error = makePrivateDirectories(ownDirectory())) return error;
     if (auto error = checkPrivate(directory_)) return error;
-    if (auto error = checkPrivate(file.parent_path())) return error;
-    return writeFileAtomically(file, startTime(getpid()) + "\n", 0600);
+    if (auto error = checkPrivate(ownDirectory())) return error;
+    return writeFileAtomically(note(getpid()), startTime(getpid()) + "\n", 0600);
   }
 
   static bool isLive(int pid, const std::filesystem::path& note) {
@@ -127,17 +169,27 @@ class LinuxRunningApplications : public RunningApplications {
            readSmallFile(note, kNoteLimitBytes).bytes == started + "\n";
   }
 
+  // A socket without a note belongs to a process that is starting or ending, unless nothing runs
+  // under its number.
+  static void removeIfOrphaned(const std::filesystem::path& socket) {
+    const auto pid = processIdFrom(socket.stem().native());
+    if (pid && startTime(*pid).empty()) unlink(socket.c_str());
+  }
+
   const std::filesystem::path directory_;
   const std::function<void()> terminate_;
   bool trusted_ = false;
+  Observers activationObservers_;
+  ActivationSocket activation_;
 };
 
 }  // namespace
 
 std::unique_ptr<RunningApplications> makeRunningApplications(
-    const std::filesystem::path& runtimeDirectory, SystemLog& log,
+    const std::filesystem::path& runtimeDirectory, SystemLog& log, DescriptorWatcher& watcher,
     std::function<void()> terminate) {
-  return std::make_unique<LinuxRunningApplications>(runtimeDirectory, log, std::move(terminate));
+  return std::make_unique<LinuxRunningApplications>(runtimeDirectory, log, watcher,
+                                                    std::move(terminate));
 }
 
 }  // namespace tovalin

@@ -2,8 +2,11 @@
 
 // The ports of the user's desktop session: permissions, lock, login item, other instances, power.
 
+#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <list>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -87,11 +90,45 @@ class FakeRunningApplications : public RunningApplications {
     askedFor = bundleIdentifier;
     return running;
   }
-  void terminate() override { ++terminations; }
+  void activate(int processId) override { note("activate " + std::to_string(processId)); }
+  std::unique_ptr<Subscription> onActivate(std::function<void()> observer) override {
+    auto own = std::make_shared<std::function<void()>>(std::move(observer));
+    observers_.push_back(own);
+    return std::make_unique<Observation>(std::move(own));
+  }
+  void terminate() override {
+    ++terminations;
+    note("terminate");
+  }
+
+  // Another process asks this one to show itself.
+  void askedToShow() {
+    for (const auto& observer : observers_) {
+      if (const auto alive = observer.lock()) (*alive)();
+    }
+  }
+  long activationObservers() const {
+    return std::count_if(observers_.begin(), observers_.end(),
+                         [](const auto& observer) { return !observer.expired(); });
+  }
 
   std::vector<int> running = {100};
   int terminations = 0;
   mutable std::string askedFor;
+  std::function<void(const std::string& call)> onCall;  // told of each change asked for, if set
+
+ private:
+  using Observer = std::function<void()>;
+  struct Observation : Subscription {
+    explicit Observation(std::shared_ptr<Observer> observer) : own(std::move(observer)) {}
+    std::shared_ptr<Observer> own;
+  };
+
+  void note(const std::string& call) const {
+    if (onCall) onCall(call);
+  }
+
+  std::vector<std::weak_ptr<Observer>> observers_;
 };
 
 class FakePower : public Power {

@@ -58,6 +58,21 @@ TEST_F(HostStartTest, SecondCopyLogsQuitsAndStartsNothing) {
   EXPECT_EQ(loginItem_.registrations, 0);
 }
 
+TEST_F(HostStartTest, SecondCopyShowsTheOthersBeforeItLogsAndQuits) {
+  applications_.running = {77, 100, 200};
+  applications_.onCall = [this](const std::string& call) { log_.line(call); };
+  launch();
+  EXPECT_THAT(log_.lines(), ElementsAre("activate 77", "activate 200",
+                                        "[Tovalin] another instance is running — quitting this one",
+                                        "terminate"));
+}
+
+TEST_F(HostStartTest, OnlyCopyAsksNobodyToShowItself) {
+  applications_.onCall = [this](const std::string& call) { log_.line(call); };
+  launch();
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
 TEST_F(HostStartTest, CopiesThatSeeEachOtherBothQuit) {
   applications_.running = {100, 200};
   launch();

@@ -47,6 +47,16 @@ TEST_F(TovalinHostAppTest, EmptyRegistryAtTheCheckShowsNothingThenOrLater) {
   EXPECT_FALSE(windows_.pairingVisible);
 }
 
+TEST_F(TovalinHostAppTest, StartingTheProgramAgainOpensThePanelForAsLongAsTheAppLives) {
+  startApp();
+  EXPECT_EQ(applications_.activationObservers(), 1);
+  applications_.askedToShow();
+  EXPECT_EQ(windows_.panelsOpened, 1);
+  EXPECT_EQ(applications_.terminations, 0);
+  app_.reset();
+  EXPECT_EQ(applications_.activationObservers(), 0);
+}
+
 TEST_F(TovalinHostAppTest, MenuOpensThePairingWindowAndShowsTheStatus) {
   startApp();
   EXPECT_EQ(windows_.menu.status, "Waiting for a viewer…");
