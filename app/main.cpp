@@ -63,7 +63,7 @@ int main(int argumentCount, char** arguments) {
   const auto qrCodes = makeQrCodeGenerator();
   const auto permissions = makeX11Permissions();
   const auto loginSession = makeX11LoginSession();
-  const auto loginItem = makeAutostartLoginItem(autostartEntryPath(), ownExecutable());
+  const auto loginItem = makeAutostartLoginItem(autostartPlaces(), ownExecutable());
   const auto descriptors = makeQtDescriptorWatcher();
   const auto applications = makeRunningApplications(runtimeHome(), *log, *descriptors,
                                                     [&application] { application.quit(); });

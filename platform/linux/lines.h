@@ -1,7 +1,9 @@
 #pragma once
 
 #include <algorithm>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace tovalin {
 
@@ -19,6 +21,17 @@ inline std::string_view takeLine(std::string_view& rest) {
   const std::string_view line = rest.substr(0, end);
   rest.remove_prefix(std::min(end + 1, rest.size()));
   return line;
+}
+
+// The parts of `text` between the separators; empty ones are left out.
+inline std::vector<std::string> partsOf(std::string_view text, char separator) {
+  std::vector<std::string> parts;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find(separator), text.size());
+    if (end > 0) parts.emplace_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return parts;
 }
 
 }  // namespace tovalin

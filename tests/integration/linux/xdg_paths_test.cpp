@@ -1,44 +1,53 @@
 #include "platform/linux/xdg_paths.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
-#include <optional>
 #include <string>
 
 #include "platform/linux/login_item_autostart.h"
 #include "platform/linux/settings_file.h"
+#include "tests/integration/support/environment_variable.h"
 
 namespace tovalin {
 namespace {
 
-// Sets a variable, or unsets it, for the length of a scope.
-class Variable {
- public:
-  Variable(const char* name, const char* value) : name_(name) {
-    if (const char* present = getenv(name)) before_ = present;
-    set(value);
-  }
-  ~Variable() { set(before_ ? before_->c_str() : nullptr); }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-
- private:
-  void set(const char* value) {
-    if (value != nullptr) setenv(name_, value, 1);
-    if (value == nullptr) unsetenv(name_);
-  }
-
-  const char* const name_;
-  std::optional<std::string> before_;
-};
+using Variable = test::EnvironmentVariable;
+using testing::ElementsAre;
 
 TEST(XdgPathsTest, ConfigurationLivesWhereTheVariableSays) {
   const Variable config("XDG_CONFIG_HOME", "/srv/config");
   EXPECT_EQ(configHome(), "/srv/config");
   EXPECT_EQ(settingsFilePath(), "/srv/config/com.tovalin.host/settings.ini");
-  EXPECT_EQ(autostartEntryPath(), "/srv/config/autostart/com.tovalin.host.desktop");
+  EXPECT_EQ(autostartPlaces().entry, "/srv/config/autostart/com.tovalin.host.desktop");
+}
+
+TEST(XdgPathsTest, TheSystemsConfigurationLivesWhereTheVariableSays) {
+  {
+    const Variable config("XDG_CONFIG_DIRS", "/a:relative::/b/c");
+    EXPECT_THAT(configDirectories(), ElementsAre("/a", "/b/c"));
+    EXPECT_THAT(autostartPlaces().systemEntries,
+                ElementsAre("/a/autostart/com.tovalin.host.desktop",
+                            "/b/c/autostart/com.tovalin.host.desktop"));
+  }
+  for (const char* none : {"", "relative", static_cast<const char*>(nullptr)}) {
+    const Variable config("XDG_CONFIG_DIRS", none);
+    EXPECT_THAT(configDirectories(), ElementsAre("/etc/xdg"));
+  }
+}
+
+TEST(XdgPathsTest, TheUsersOwnDataComesBeforeTheSystems) {
+  const Variable home("HOME", "/home/ada");
+  const Variable own("XDG_DATA_HOME", nullptr);
+  {
+    const Variable data("XDG_DATA_DIRS", "/opt/share:/usr/share");
+    EXPECT_THAT(dataDirectories(),
+                ElementsAre("/home/ada/.local/share", "/opt/share", "/usr/share"));
+  }
+  const Variable data("XDG_DATA_DIRS", nullptr);
+  const Variable moved("XDG_DATA_HOME", "/srv/data");
+  EXPECT_THAT(dataDirectories(), ElementsAre("/srv/data", "/usr/local/share", "/usr/share"));
 }
 
 TEST(XdgPathsTest, ARelativeOrEmptyVariableIsIgnored) {
