@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "platform/linux/bundle.h"
 #include "platform/linux/desktop_entry.h"
+#include "platform/linux/environment.h"
 #include "platform/linux/exec_line.h"
 #include "platform/linux/find_program.h"
 #include "platform/linux/lines.h"
@@ -182,18 +182,13 @@ class AutostartLoginItem : public LoginItem {
   const std::filesystem::path program_;
 };
 
-std::string environment(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value == nullptr ? "" : value;
-}
-
 }  // namespace
 
 AutostartPlaces autostartPlaces() {
   const auto name = std::string(kBundleIdentifier) + ".desktop";
   AutostartPlaces places{.entry = configHome() / "autostart" / name,
-                         .currentDesktop = environment("XDG_CURRENT_DESKTOP"),
-                         .searchPath = environment("PATH")};
+                         .currentDesktop = environmentValue("XDG_CURRENT_DESKTOP"),
+                         .searchPath = environmentValue("PATH")};
   for (const auto& directory : configDirectories()) {
     places.systemEntries.push_back(directory / "autostart" / name);
   }

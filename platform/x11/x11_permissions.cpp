@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/linux/settings_page.h"
 #include "platform/x11/x11_reconnecting.h"
 
 namespace tovalin {
@@ -30,7 +31,7 @@ class X11Permissions : public Permissions {
 
   void requestTrustedWithPrompt() override { isTrusted(); }
 
-  void openScreenCaptureSettings() override {}
+  void openScreenCaptureSettings() override { openPrivacySettings(); }
 
  private:
   mutable std::mutex mutex_;

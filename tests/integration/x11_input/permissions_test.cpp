@@ -4,6 +4,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "tests/integration/linux/stub_program.h"
+#include "tests/integration/support/environment_variable.h"
 #include "tests/integration/support/xvfb.h"
 #include "tests/integration/x11_input/becomes_true.h"
 
@@ -24,7 +26,19 @@ TEST(X11PermissionsTest, WithoutXtestOnlyTheScreenIsGranted) {
   EXPECT_FALSE(permissions->isTrusted());
 }
 
+TEST(X11PermissionsTest, OpeningSettingsStartsTheDesktopsProgram) {
+  const TemporaryDirectory directory;
+  const StubProgram program(directory / "systemsettings");
+  const EnvironmentVariable path("PATH",
+                                 (directory.path().string() + ":" + getenv("PATH")).c_str());
+  const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "KDE");
+  Xvfb server;
+  makeX11Permissions(server.display())->openScreenCaptureSettings();
+  EXPECT_NE(program.nextStart(), "");
+}
+
 TEST(X11PermissionsTest, RequestsAreHarmless) {
+  const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", nullptr);
   Xvfb server;
   const auto permissions = makeX11Permissions(server.display());
   permissions->requestScreenCapture();
