@@ -4,11 +4,12 @@
 packages_build=(
   g++ cmake ninja-build pkg-config nlohmann-json3-dev
   libtgowt-dev
-  qt6-base-dev qt6-websockets-dev qt6-declarative-dev libqt6svg6-dev
+  qt6-base-dev qt6-websockets-dev qt6-declarative-dev qt6-svg-dev
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-layouts
   qml6-module-qtquick-templates qml6-module-qtqml qml6-module-qtqml-workerscript
-  libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-xfixes0-dev
-  libxcb-xtest0-dev libxcb-dpms0-dev libxcb-screensaver0-dev libxcb-xkb-dev libxcb-xinput-dev
+  libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-render0-dev
+  libxcb-xfixes0-dev libxcb-xtest0-dev libxcb-dpms0-dev libxcb-screensaver0-dev libxcb-xkb-dev
+  libxcb-xinput-dev
   libxkbcommon-dev libxkbcommon-x11-dev
   libicu-dev libqrcodegencpp-dev libsystemd-dev
   libboost-dev libssl-dev libsqlite3-dev
