@@ -25,6 +25,8 @@ using IconPainter = std::function<IconPicture(std::string_view symbol, int size)
 struct TrayContent {
   std::string symbol{};   // symbol name
   std::string toolTip{};  // one line; shown by trays that show such a thing
+  // The text that activates the icon in a menu of one entry, for trays that insist on a menu.
+  std::string menuEntry{};
 
   bool operator==(const TrayContent&) const = default;
 };

@@ -1,6 +1,7 @@
 #include "platform/x11/xembed_window.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace tovalin {
@@ -12,6 +13,11 @@ constexpr uint32_t kXembedMapped = 1;  // XEMBED_MAPPED: to be shown once it is 
 constexpr uint16_t kFirstSize = 22;
 constexpr int kLargestPicture = 256;
 constexpr uint8_t kArgbDepth = 32;
+
+// WM_SIZE_HINTS, as the conventions between clients lay it out.
+constexpr size_t kSizeHintsFields = 18;
+constexpr uint32_t kHasMinimumSize = 1U << 4;
+constexpr size_t kMinimumWidthField = 5;  // the height follows
 
 // 0 for a visual that the screen does not have.
 uint8_t depthOf(xcb_visualid_t wanted, const xcb_screen_t* screen) {
@@ -55,6 +61,12 @@ XembedWindow::XembedWindow(const X11Connection& connection, const X11IconCanvas&
                     values);
   // The window keeps it for as long as it needs it.
   xcb_free_colormap(server, colours);
+  // Trays of GTK's kind give a window the size it asks for: a single pixel if it asks for none.
+  std::array<uint32_t, kSizeHintsFields> hints{};
+  hints[0] = kHasMinimumSize;
+  hints[kMinimumWidthField] = hints[kMinimumWidthField + 1] = kFirstSize;
+  xcb_change_property(server, XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NORMAL_HINTS,
+                      XCB_ATOM_WM_SIZE_HINTS, 32, hints.size(), hints.data());
   const uint32_t info[] = {kXembedVersion, kXembedMapped};
   xcb_change_property(server, XCB_PROP_MODE_REPLACE, id_, atoms_.info, atoms_.info, 32, 2, info);
   constexpr char kClass[] = "tovalin-host\0Tovalin Host";

@@ -26,7 +26,7 @@ class PreferredTrayIconsTest : public testing::Test {
     icon_->update(content_);
   }
 
-  const TrayContent content_ = {"symbol", "tip"};
+  const TrayContent content_ = {"symbol", "tip", "open"};
   fake::FakeTrayIcons* preferred_ = nullptr;
   fake::FakeTrayIcons* otherwise_ = nullptr;
   std::unique_ptr<TrayIcons> icons_;
@@ -78,7 +78,7 @@ TEST_F(PreferredTrayIconsTest, ItMovesWhenThePreferredComesAndGoes) {
 
 TEST_F(PreferredTrayIconsTest, WhateverShowsTheIconHasTheLatestContent) {
   preferred_->becomesShown(false);
-  const TrayContent newer = {"other symbol", "other tip"};
+  const TrayContent newer = {"other symbol", "other tip", "open"};
   icon_->update(newer);
   EXPECT_EQ(otherwise_->content, newer);
   preferred_->becomesShown(true);

@@ -95,9 +95,20 @@ void TrayManager::takeIn(xcb_window_t icon) {
   if (options_.savesIcons) xcb_change_save_set(server, XCB_SET_MODE_INSERT, icon);
   xcb_reparent_window(server, icon, window_, 0, 0);
   docked_.push_back(icon);
-  resizeIcons(iconSize_);
+  resizeIcons(options_.iconSize > 0 ? iconSize_ : askedSize(icon));
   xcb_map_window(server, icon);
   xcb_flush(server);
+}
+
+int TrayManager::askedSize(xcb_window_t icon) {
+  xcb_connection_t* server = connection_.get();
+  const auto hints = owned(xcb_get_property_reply(
+      server,
+      xcb_get_property(server, 0, icon, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 0, 18),
+      nullptr));
+  const auto* fields = static_cast<const uint32_t*>(xcb_get_property_value(hints.get()));
+  const bool asks = xcb_get_property_value_length(hints.get()) == 18 * 4 && (fields[0] & 16) != 0;
+  return asks && fields[5] == fields[6] ? static_cast<int>(fields[5]) : 1;
 }
 
 void TrayManager::resizeIcons(int size) {

@@ -20,7 +20,7 @@ class TrayManager {
  public:
   struct Options {
     uint32_t background = 0x204060;
-    int iconSize = 24;
+    int iconSize = 24;        // 0 for what the icon asks for
     bool argb = false;        // asks for windows with an alpha channel
     bool savesIcons = false;  // icons are saved by the server when this ends
   };
@@ -61,6 +61,7 @@ class TrayManager {
   void becomeOwner();
   void process();
   void takeIn(xcb_window_t icon);
+  int askedSize(xcb_window_t icon);
   void fake(uint8_t type, uint8_t detail, int x, int y);
   xcb_atom_t atom(const std::string& name);
   void roundTrip();

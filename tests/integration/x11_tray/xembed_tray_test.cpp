@@ -36,7 +36,7 @@ class XembedTrayTest : public testing::Test {
     actions.activated = [this](const auto& area) { activations_.push_back(area); };
     actions.shownChanged = [this] { shownChanges_.push_back(icon_ && icon_->isShown()); };
     icon_ = icons_->makeTrayIcon(std::move(actions));
-    icon_->update({symbol, "Waiting"});
+    icon_->update({symbol, "Waiting", {}});
   }
   void startTray(TrayManager::Options options = {}) {
     options.background = kBackground;
@@ -117,7 +117,7 @@ TEST_F(XembedTrayTest, AnotherSymbolIsPaintedInItsPlace) {
   startTray();
   makeIcon();
   ASSERT_TRUE(becomesPainted(0xff0000, 24 * 12));
-  icon_->update({"green", "Waiting"});
+  icon_->update({"green", "Waiting", {}});
   EXPECT_TRUE(becomesPainted(0x00ff00, 24 * 12));
 }
 
@@ -127,6 +127,12 @@ TEST_F(XembedTrayTest, TheTrayChoosesTheSize) {
   ASSERT_TRUE(becomesPainted(0xff0000, 16 * 8));
   tray_->resizeIcons(40);
   EXPECT_TRUE(becomesPainted(0xff0000, 40 * 20));
+}
+
+TEST_F(XembedTrayTest, ATrayThatAsksIsToldASize) {
+  startTray({.iconSize = 0});
+  makeIcon();
+  EXPECT_TRUE(becomesPainted(0xff0000, 22 * 11));
 }
 
 TEST_F(XembedTrayTest, AClickSaysWhereTheIconIs) {
@@ -232,7 +238,7 @@ TEST_F(XembedTrayTest, ALostServerIsALostTray) {
   tray_.reset();
   server_.kill();
   EXPECT_TRUE(becomesShown(false));
-  icon_->update({"green", "Waiting"});
+  icon_->update({"green", "Waiting", {}});
   queue_.run();
   EXPECT_EQ(loop_.watches(), 0u);
 }
