@@ -13,6 +13,12 @@ struct BusObject {
 inline constexpr BusObject kBusDaemon{"org.freedesktop.DBus", "/org/freedesktop/DBus",
                                       "org.freedesktop.DBus"};
 
+// Where icons register to be shown in the desktop's tray.
+inline constexpr BusObject kStatusNotifierWatcher{
+    "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", "org.kde.StatusNotifierWatcher"};
+inline constexpr BusObject kStatusNotifierWatcherProperties{
+    "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties"};
+
 // Signals that the bus library makes up itself.
 inline constexpr BusObject kBusLocal{"org.freedesktop.DBus.Local", "/org/freedesktop/DBus/Local",
                                      "org.freedesktop.DBus.Local"};

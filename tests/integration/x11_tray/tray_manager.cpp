@@ -3,7 +3,6 @@
 #include <xcb/xtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <stdexcept>
 
 namespace tovalin::test {
@@ -43,6 +42,7 @@ TrayManager::TrayManager(DescriptorWatcher& watcher, const std::string& display,
   }
   becomeOwner();
   watch_ = watcher.onReadable(xcb_get_file_descriptor(server), [this] { process(); });
+  process();
 }
 
 TrayManager::~TrayManager() {
@@ -125,6 +125,7 @@ void TrayManager::resizeIcons(int size) {
 }
 
 bool TrayManager::showsIcon() {
+  process();
   return !docked_.empty() && isViewable(connection_, docked_.back());
 }
 
@@ -137,6 +138,8 @@ std::vector<uint32_t> TrayManager::pixels() {
                                 nullptr));
   const auto* data = reinterpret_cast<const uint32_t*>(xcb_get_image_data(image.get()));
   std::vector<uint32_t> pixels(data, data + size_t{kWidth} * kHeight);
+  // Waiting for the answer may have read events as well, which then wake nobody.
+  process();
   for (auto& pixel : pixels) pixel &= 0xffffff;
   return pixels;
 }
@@ -145,14 +148,6 @@ int TrayManager::paintedPixels() {
   const auto all = pixels();
   return static_cast<int>(std::count_if(
       all.begin(), all.end(), [this](uint32_t pixel) { return pixel != options_.background; }));
-}
-
-void TrayManager::save(const std::string& file) {
-  std::ofstream out(file, std::ios::binary);
-  out << "P6\n" << kWidth << " " << kHeight << "\n255\n";
-  for (const uint32_t pixel : pixels()) {
-    for (const int shift : {16, 8, 0}) out.put(static_cast<char>(pixel >> shift));
-  }
 }
 
 int TrayManager::iconX() const {
@@ -167,6 +162,7 @@ void TrayManager::fake(uint8_t type, uint8_t detail, int x, int y) {
   xcb_test_fake_input(connection_.get(), type, detail, XCB_CURRENT_TIME, connection_.root(),
                       static_cast<int16_t>(x), static_cast<int16_t>(y), 0);
   roundTrip();
+  process();
 }
 
 void TrayManager::moveToIcon() {

@@ -38,8 +38,6 @@ class TrayManager {
   std::vector<uint32_t> pixels();
   // The number of pixels that are not the tray's background.
   int paintedPixels();
-  // As a PPM picture, to be looked at.
-  void save(const std::string& file);
 
   // Buttons and the pointer, as the hardware would report them; the place is the icon's middle.
   void moveToIcon();
