@@ -44,7 +44,8 @@ HostController::~HostController() {
 void HostController::startUp() {
   settings_.migrateServerAddress();
   settings_.createIdentity();
-  if (!enforceSingleInstance()) return;
+  onlyInstance_ = enforceSingleInstance();
+  if (!onlyInstance_) return;
   streamer_->setSink(weak_from_this());
   injector_->setOnDiagnostic(
       weakly(shared_from_this(), [](HostController& alive, const std::string& text) {

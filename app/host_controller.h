@@ -41,6 +41,9 @@ class HostController : public HostFacade,
   static std::shared_ptr<HostController> create(const HostPlatform& platform);
   ~HostController() override;
 
+  // False when another instance runs: this one is about to end.
+  bool isOnlyInstance() const { return onlyInstance_; }
+
   // HostFacade
   const std::string& status() const override { return status_; }
   bool viewerConnected() const override { return viewerConnected_; }
@@ -110,6 +113,7 @@ class HostController : public HostFacade,
   HostSettings settings_;
   ChangeNotifier changes_;
 
+  bool onlyInstance_ = true;
   std::string status_ = "Starting…";
   bool viewerConnected_ = false;
   bool screenPermission_ = false;

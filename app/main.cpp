@@ -1,9 +1,16 @@
 // The composition root: the one place that names adapters.
 
+#include <chrono>
+#include <cstdlib>
+
 #include "app/build_defaults.h"
 #include "app/tovalin_host_app.h"
+#include "platform/dbus/bus.h"
+#include "platform/dbus/bus_probe.h"
+#include "platform/dbus/status_notifier_item.h"
 #include "platform/linux/host_info.h"
 #include "platform/linux/login_item_autostart.h"
+#include "platform/linux/preferred_tray_icons.h"
 #include "platform/linux/qr_code_generator.h"
 #include "platform/linux/running_applications.h"
 #include "platform/linux/secure_random.h"
@@ -17,6 +24,7 @@
 #include "platform/qt/qt_main_queue.h"
 #include "platform/qt/qt_url.h"
 #include "platform/qt/qt_web_socket.h"
+#include "platform/qt/tray_symbols.h"
 #include "platform/qtquick/desktop_windows.h"
 #include "platform/webrtc/webrtc_library.h"
 #include "platform/x11/x11_display.h"
@@ -25,6 +33,7 @@
 #include "platform/x11/x11_permissions.h"
 #include "platform/x11/x11_power.h"
 #include "platform/x11/x11_screen_capture.h"
+#include "platform/x11/xembed_tray.h"
 #include "ui/mirrored_windows.h"
 
 namespace {
@@ -32,11 +41,12 @@ namespace {
 using namespace tovalin;
 
 // A desktop shows windows; a terminal, or a script at the other end of a pipe, reads lines.
-std::unique_ptr<Windows> makeWindows(bool onDesktop, SystemLog& log) {
+std::unique_ptr<Windows> makeWindows(bool onDesktop, TrayIcons& trays, SystemLog& log) {
   constexpr int kNobody = -1;
-  if (!onDesktop)
+  if (!onDesktop) {
     return isConsoleAttended() ? makeConsoleWindows() : makeConsoleWindows(kNobody, kNobody);
-  auto windows = makeDesktopWindows(log);
+  }
+  auto windows = makeDesktopWindows(trays, log);
   if (!isConsoleAttended()) return windows;
   return std::make_unique<MirroredWindows>(std::move(windows), makeConsoleWindows());
 }
@@ -45,6 +55,11 @@ std::unique_ptr<Windows> makeWindows(bool onDesktop, SystemLog& log) {
 
 int main(int argumentCount, char** arguments) {
   const bool onDesktop = hasX11Display();
+  // A session bus that is deaf is worse than none: Qt would wait for it.
+  constexpr std::chrono::milliseconds kBusPatience{1000};
+  if (onDesktop && !sessionBusAnswers(kBusPatience)) {
+    setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
+  }
 
   // In the order in which one may need another; the host comes last and goes first.
   QtApplication application(argumentCount, arguments,
@@ -68,7 +83,11 @@ int main(int argumentCount, char** arguments) {
   const auto applications = makeRunningApplications(runtimeHome(), *log, *descriptors,
                                                     [&application] { application.quit(); });
   const auto power = makeX11Power();
-  const auto windows = makeWindows(onDesktop, *log);
+  const auto sessionBus = makeSessionBus(*queue, *descriptors, *log);
+  const auto trays =
+      makePreferredTrayIcons(makeStatusNotifierIcons(*sessionBus, drawTraySymbol),
+                             makeXembedTrayIcons(*queue, *descriptors, drawTraySymbol));
+  const auto windows = makeWindows(onDesktop, *trays, *log);
 
   const TovalinHostApp host({
       .queue = *queue,

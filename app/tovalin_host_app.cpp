@@ -18,6 +18,8 @@ TovalinHostApp::TovalinHostApp(const HostPlatform& platform)
           platform.windows, platform.urls, platform.qrCodes, platform.text, platform.info})) {
   scheduleOnboarding();
   controller_ = HostController::create(platform_);
+  // A copy that is about to end shows nothing, not even for a moment.
+  if (!controller_->isOnlyInstance()) return;
   showScene();
   scheduleTrayCheck();
 }

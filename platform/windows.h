@@ -28,7 +28,8 @@ struct PermissionRow {
 };
 
 struct MenuContent {
-  std::string icon{};  // symbol name
+  std::string icon{};       // symbol name
+  std::string openPanel{};  // a menu entry, in trays that insist on a menu
   std::string status{};
   bool viewerConnected = false;
   std::string disconnectViewer{};

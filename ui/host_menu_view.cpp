@@ -47,6 +47,7 @@ void HostMenuView::openPanelWithoutTray() {
 
 void HostMenuView::refresh(const HostFacade& host) {
   menu_->update({.icon = host.menuIcon(),
+                 .openPanel = "Open Tovalin Host",
                  .status = host.status(),
                  .viewerConnected = host.viewerConnected(),
                  .disconnectViewer = host.viewerConnected() ? "Disconnect this viewer" : "",

@@ -1,5 +1,8 @@
 #include "platform/qtquick/desktop_windows.h"
 
+#include <QGuiApplication>
+#include <QScreen>
+#include <optional>
 #include <utility>
 
 #include "platform/qtquick/indicator_window.h"
@@ -10,24 +13,47 @@
 namespace tovalin {
 namespace {
 
+// The same place in device-independent pixels. On X11 a screen's own origin is not scaled.
+std::optional<QRect> independent(const std::optional<TrayArea>& area) {
+  if (!area) return std::nullopt;
+  for (const QScreen* screen : QGuiApplication::screens()) {
+    const qreal ratio = screen->devicePixelRatio();
+    const QPoint origin = screen->geometry().topLeft();
+    const QRect device(origin, screen->geometry().size() * ratio);
+    if (!device.contains(area->x, area->y)) continue;
+    const QPointF place = QPointF(QPoint(area->x, area->y) - origin) / ratio;
+    return QRect(origin + place.toPoint(),
+                 QSize(qRound(area->width / ratio), qRound(area->height / ratio)));
+  }
+  return std::nullopt;
+}
+
 class DesktopMenu : public Menu {
  public:
-  DesktopMenu(QuickScene& scene, MenuActions actions) : panel_(scene, std::move(actions)) {}
+  DesktopMenu(QuickScene& scene, TrayIcons& trays, MenuActions actions)
+      : panel_(scene, std::move(actions)),
+        icon_(trays.makeTrayIcon({.activated = [this](const std::optional<TrayArea>& area) {
+          panel_.toggle(independent(area));
+        }})) {}
 
-  void update(const MenuContent& content) override { panel_.update(content); }
+  void update(const MenuContent& content) override {
+    panel_.update(content);
+    icon_->update({content.icon, content.status, content.openPanel});
+  }
   void openPanel() override { panel_.open(std::nullopt); }
-  bool hasTrayIcon() const override { return false; }
+  bool hasTrayIcon() const override { return icon_->isShown(); }
 
  private:
   MenuPanel panel_;
+  const std::unique_ptr<TrayIcon> icon_;
 };
 
 class DesktopWindows : public Windows {
  public:
-  explicit DesktopWindows(SystemLog& log) : scene_(log) {}
+  DesktopWindows(TrayIcons& trays, SystemLog& log) : trays_(trays), scene_(log) {}
 
   std::unique_ptr<Menu> makeMenu(MenuActions actions) override {
-    return std::make_unique<DesktopMenu>(scene_, std::move(actions));
+    return std::make_unique<DesktopMenu>(scene_, trays_, std::move(actions));
   }
   std::unique_ptr<PairingWindow> makePairingWindow(PairingActions actions) override {
     return std::make_unique<PairingPanel>(scene_, std::move(actions));
@@ -38,13 +64,14 @@ class DesktopWindows : public Windows {
   }
 
  private:
+  TrayIcons& trays_;
   QuickScene scene_;
 };
 
 }  // namespace
 
-std::unique_ptr<Windows> makeDesktopWindows(SystemLog& log) {
-  return std::make_unique<DesktopWindows>(log);
+std::unique_ptr<Windows> makeDesktopWindows(TrayIcons& trays, SystemLog& log) {
+  return std::make_unique<DesktopWindows>(trays, log);
 }
 
 }  // namespace tovalin

@@ -1,5 +1,6 @@
 #include "platform/qtquick/quick_scene.h"
 
+#include <QGuiApplication>
 #include <QQmlContext>
 #include <QQmlError>
 #include <QUrl>
@@ -24,6 +25,7 @@ QQmlEngine* QuickScene::engine() {
                          log_.line("[Tovalin] window: " + warning.toString().toStdString());
                        }
                      });
+    QGuiApplication::setWindowIcon(programIcon());
     engine_->addImageProvider(QStringLiteral("symbols"), new SymbolProvider);
     engine_->rootContext()->setContextProperty(QStringLiteral("appearance"), &style_);
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QIcon>
 #include <QQuickImageProvider>
 
 namespace tovalin {
@@ -10,5 +11,8 @@ class SymbolProvider : public QQuickImageProvider {
   SymbolProvider();
   QImage requestImage(const QString& id, QSize* size, const QSize& requestedSize) override;
 };
+
+// The program's own icon, for its windows.
+QIcon programIcon();
 
 }  // namespace tovalin

@@ -14,6 +14,7 @@
 #include "platform/qt/qt_application.h"
 #include "platform/qtquick/desktop_windows.h"
 #include "tests/fakes/fake_system.h"
+#include "tests/fakes/fake_tray_icons.h"
 #include "tests/integration/qtquick/desktop_client.h"
 #include "tests/integration/support/xvfb.h"
 
@@ -46,6 +47,7 @@ class DesktopFixture : public ::testing::Test {
   Xvfb server_{"1280x800x24"};
   DesktopClient client_{server_.display()};
   fake::FakeSystemLog log_;
+  fake::FakeTrayIcons trays_;
 
  private:
   class WindowManager;

@@ -12,6 +12,7 @@ using ::testing::IsEmpty;
 
 MenuContent ready() {
   return {.icon = "rectangle.on.rectangle",
+          .openPanel = "Open Tovalin Host",
           .status = "Waiting for a viewer…",
           .permissions = {{Permission::screenRecording, true, "checkmark.circle.fill",
                            "Screen Recording", "so Tovalin can show this Mac on your phone", ""},
@@ -153,6 +154,26 @@ TEST_F(MenuPanelTest, WorksByKeyboardAlone) {
   ASSERT_TRUE(becomesTrue([&] { return focusedText() == "wss://signal.example/signal"; }));
   client_.type(kSpaceKey);
   EXPECT_TRUE(becomesTrue([this] { return pressed_.back().starts_with("edit "); }));
+}
+
+TEST_F(MenuPanelTest, TrayHasTheIconTheStatusAndTheEntry) {
+  menu_->update(ready());
+  EXPECT_EQ(trays_.content, (TrayContent{"rectangle.on.rectangle", "Waiting for a viewer…",
+                                         "Open Tovalin Host"}));
+  EXPECT_FALSE(menu_->hasTrayIcon());
+  trays_.becomesShown(true);
+  EXPECT_TRUE(menu_->hasTrayIcon());
+}
+
+TEST_F(MenuPanelTest, AClickOnTheTrayIconOpensThePanelBesideItAndAnotherClosesIt) {
+  menu_->update(ready());
+  trays_.click(TrayArea{600, 776, 24, 24});
+  ASSERT_TRUE(becomesTrue([] { return isOpen() && windowTitled("Tovalin Host")->isActive(); }));
+  const auto* window = windowTitled("Tovalin Host");
+  EXPECT_EQ(window->x(), 612 - 130);
+  EXPECT_EQ(window->y() + window->height(), 776 - 6);
+  trays_.click(TrayArea{600, 776, 24, 24});
+  EXPECT_TRUE(becomesTrue([] { return !isOpen(); }));
 }
 
 TEST_F(MenuPanelTest, ClosesOnEscape) {

@@ -64,6 +64,16 @@ TEST_F(TovalinHostAppTest, MenuOpensThePairingWindowAndShowsTheStatus) {
   EXPECT_TRUE(windows_.pairingVisible);
 }
 
+TEST_F(TovalinHostAppTest, SecondCopyShowsNothing) {
+  applications_.running = {100, 4711};
+  windows_.trayIconShown = false;
+  startApp();
+  queue_.advance(60);
+  EXPECT_TRUE(windows_.menu.status.empty());
+  EXPECT_EQ(windows_.panelsOpened, 0);
+  EXPECT_EQ(windows_.pairingWindowsMade, 0);
+}
+
 TEST_F(TovalinHostAppTest, WithoutATrayTheMenuPanelOpensAtLaunch) {
   windows_.trayIconShown = false;
   startApp();

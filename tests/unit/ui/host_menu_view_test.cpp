@@ -25,6 +25,7 @@ TEST_F(HostMenuViewTest, ReadyHostShowsItsStatusAndTwoBareRows) {
       windows_.menu,
       (MenuContent{
           .icon = "rectangle.on.rectangle",
+          .openPanel = "Open Tovalin Host",
           .status = "Waiting for a viewer…",
           .permissions = {{Permission::screenRecording, true, "checkmark.circle.fill",
                            "Screen Recording", "so Tovalin can show this Mac on your phone", ""},
