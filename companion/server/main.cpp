@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <variant>
 
 #include "companion/server/core/switchboard.h"
@@ -32,6 +33,13 @@ void printPin(const std::string& pin) {
   std::cout << "PIN: " << pin << std::endl;
 }
 
+std::filesystem::path viewerFolder(const Options& options) {
+  if (!options.viewer.empty()) return options.viewer;
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::filesystem::path() : installedViewerDirectory(program);
+}
+
 std::filesystem::path stateFile(const Options& options) {
   const auto folder = options.state.empty() ? defaultStateDirectory() : options.state;
   if (folder.empty()) throw StoreError("there is no place for state; choose one with --state DIR");
@@ -52,7 +60,7 @@ void serve(const Options& options) {
                            .log = logLine,
                            .pinIssued = options.printPins ? printPin : nullptr,
                            .iceServers = nullptr});
-  SignalServer server({options.address, options.port, options.viewer}, switchboard, sockets,
+  SignalServer server({options.address, options.port, viewerFolder(options)}, switchboard, sockets,
                       logLine);
   std::cout << "READY " << server.port() << std::endl;
   logLine("listening on " + endpointText(options.address, server.port()));

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 namespace tovalin::server {
 namespace {
@@ -68,6 +69,7 @@ Introduces computers that run Tovalin Host to the phones paired with them.
   --state DIR            where paired devices are kept
                          ($STATE_DIRECTORY, or tovalin-signal in $XDG_STATE_HOME)
   --viewer DIR           serve the viewer's page from this folder
+                         (the page that was installed with this program)
   --print-pins           print every pairing PIN to standard output: whoever reads
                          it can pair with the computer; for trying things out
   --help                 print this
@@ -86,6 +88,12 @@ std::filesystem::path defaultStateDirectory() {
   if (const auto xdg = variable("XDG_STATE_HOME"); xdg.is_absolute()) return xdg / "tovalin-signal";
   const auto home = variable("HOME");
   return home.empty() ? home : home / ".local/state/tovalin-signal";
+}
+
+std::filesystem::path installedViewerDirectory(const std::filesystem::path& program) {
+  const auto folder = (program.parent_path() / TOVALIN_VIEWER_FROM_PROGRAM).lexically_normal();
+  std::error_code error;
+  return std::filesystem::is_directory(folder, error) ? folder : std::filesystem::path();
 }
 
 std::string endpointText(const std::string& address, uint16_t port) {

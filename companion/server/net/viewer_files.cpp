@@ -111,7 +111,7 @@ FileAnswer fileAnswer(const fs::path& folder, const FileRequest& request) {
     return answer;
   }
   if (folder.empty()) {
-    return plainAnswer(404, "This server was started without --viewer and serves no page.\n");
+    return plainAnswer(404, "This server has no page: start it with --viewer DIR.\n");
   }
   const auto name = relativeName(request.target);
   auto content = name ? readFile(folder, *name) : std::nullopt;
