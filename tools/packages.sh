@@ -24,6 +24,7 @@ packages_test=(
   dbus-daemon python3-dbusmock
   chromium
   libzbar-dev
+  appstream desktop-file-utils dpkg-dev file groff-base lintian systemd
 )
 
 say() { printf '%s\n' "$*" >&2; }
