@@ -44,7 +44,6 @@ struct QtApplication::Loop {
     application = std::make_unique<QGuiApplication>(argumentCount, arguments);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.tovalin.host"));
-    QGuiApplication::setApplicationDisplayName(QStringLiteral("Tovalin"));
   }
   std::unique_ptr<QCoreApplication> application;
 };

@@ -9,6 +9,7 @@
 
 #include "platform/panel_placement.h"
 #include "platform/qtquick/panel_content.h"
+#include "platform/qtquick/x11_windows.h"
 
 namespace tovalin {
 namespace {
@@ -79,6 +80,7 @@ void MenuPanel::open(const std::optional<QRect>& icon) {
   QMetaObject::invokeMethod(view_->rootObject(), "reset");
   place(icon_);
   view_->show();
+  makePanel(*view_);
   view_->raise();
   view_->requestActivate();
 }

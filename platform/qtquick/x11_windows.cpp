@@ -25,6 +25,13 @@ xcb_connection_t* connection() {
   return x11 == nullptr ? nullptr : x11->connection();
 }
 
+xcb_atom_t atom(xcb_connection_t& server, const std::string& name) {
+  const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+      &server, xcb_intern_atom(&server, 0, static_cast<uint16_t>(name.size()), name.data()),
+      nullptr));
+  return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
 }  // namespace
 
 bool hasCompositor() {
@@ -39,6 +46,33 @@ bool hasCompositor() {
   const Reply<xcb_get_selection_owner_reply_t> owner(
       xcb_get_selection_owner_reply(server, xcb_get_selection_owner(server, atom->atom), nullptr));
   return owner && owner->owner != XCB_NONE;
+}
+
+void makePanel(QWindow& window) {
+  xcb_connection_t* server = connection();
+  if (server == nullptr) return;
+  const auto id = static_cast<xcb_window_t>(window.winId());
+  const Reply<xcb_query_tree_reply_t> tree(
+      xcb_query_tree_reply(server, xcb_query_tree(server, id), nullptr));
+  if (!tree) return;
+  const auto add = [&](const char* first, const char* second) {
+    constexpr uint32_t kAdd = 1;
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = id;
+    message.type = atom(*server, "_NET_WM_STATE");
+    message.data.data32[0] = kAdd;
+    message.data.data32[1] = atom(*server, first);
+    message.data.data32[2] = second == nullptr ? xcb_atom_t{XCB_ATOM_NONE} : atom(*server, second);
+    message.data.data32[3] = 1;  // from an application
+    xcb_send_event(server, 0, tree->root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+  };
+  add("_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER");
+  add("_NET_WM_STATE_ABOVE", nullptr);
+  xcb_flush(server);
 }
 
 StayOnTop::StayOnTop(QWindow& window) : window_(window) {

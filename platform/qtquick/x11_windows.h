@@ -11,6 +11,11 @@ namespace tovalin {
 // Whether a compositing manager runs, so that windows can be see-through.
 bool hasCompositor();
 
+// Asks the window manager to keep `window` above the others and out of task bars and pagers. After
+// each show(): a window manager clears these states when a window goes, and with one that comes
+// back at once it may do so late, when the new states have been set already (seen with openbox).
+void makePanel(QWindow& window);
+
 // Raises `window` again whenever another one covers it, for a window that the window manager does
 // not manage. `window` must have been created.
 class StayOnTop : public QAbstractNativeEventFilter {

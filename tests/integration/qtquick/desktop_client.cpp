@@ -2,6 +2,7 @@
 
 #include <xcb/xtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace tovalin::test {
@@ -79,6 +80,19 @@ xcb_window_t DesktopClient::focus() const {
 
 xcb_window_t DesktopClient::activeWindow() const {
   return rootProperty("_NET_ACTIVE_WINDOW");
+}
+
+bool DesktopClient::hasState(xcb_window_t window, const std::string& state) const {
+  constexpr uint32_t kMostStates = 32;
+  const XcbOwned<xcb_get_property_reply_t> reply(
+      xcb_get_property_reply(connection_.get(),
+                             xcb_get_property(connection_.get(), 0, window, atom("_NET_WM_STATE"),
+                                              XCB_ATOM_ATOM, 0, kMostStates),
+                             nullptr));
+  if (!reply) return false;
+  const auto* states = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+  const auto* end = states + reply->value_len;
+  return std::find(states, end, atom(state)) != end;
 }
 
 uint32_t DesktopClient::workspace() const {

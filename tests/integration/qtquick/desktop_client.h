@@ -33,6 +33,8 @@ class DesktopClient {
   Screenshot screenshot() const;
   xcb_window_t focus() const;
   xcb_window_t activeWindow() const;
+  // Whether the window manager treats the window as being in that _NET_WM_STATE.
+  bool hasState(xcb_window_t window, const std::string& state) const;
   uint32_t workspace() const;
   void switchToWorkspace(uint32_t number);
 

@@ -68,9 +68,10 @@ class MenuPanelTest : public DesktopFixture {
   QQuickWindow& open(const MenuContent& content) {
     menu_->update(content);
     menu_->openPanel();
-    EXPECT_TRUE(becomesTrue([] {
+    EXPECT_TRUE(becomesTrue([this] {
       auto* window = windowTitled("Tovalin Host");
-      return window != nullptr && window->isActive() && window->isExposed();
+      return window != nullptr && window->isActive() && window->isExposed() &&
+             client_.focus() == window->winId();
     })) << log_.lines().size();
     return *windowTitled("Tovalin Host");
   }
@@ -158,8 +159,8 @@ TEST_F(MenuPanelTest, WorksByKeyboardAlone) {
 
 TEST_F(MenuPanelTest, TrayHasTheIconTheStatusAndTheEntry) {
   menu_->update(ready());
-  EXPECT_EQ(trays_.content, (TrayContent{"rectangle.on.rectangle", "Waiting for a viewer…",
-                                         "Open Tovalin Host"}));
+  EXPECT_EQ(trays_.content,
+            (TrayContent{"rectangle.on.rectangle", "Waiting for a viewer…", "Open Tovalin Host"}));
   EXPECT_FALSE(menu_->hasTrayIcon());
   trays_.becomesShown(true);
   EXPECT_TRUE(menu_->hasTrayIcon());
@@ -205,6 +206,17 @@ TEST_F(MenuPanelTest, OpensAgainFoldedAndWithNothingInFocus) {
   auto& again = open(ready());
   EXPECT_EQ(&again, &window);
   EXPECT_EQ(control(again, "Reconnect"), nullptr);
+}
+
+TEST_F(MenuPanelTest, NoTaskBarListsItHoweverOftenItOpens) {
+  for (int i = 0; i < 2; ++i) {
+    auto& window = open(ready());
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    EXPECT_TRUE(becomesTrue([&] { return client_.hasState(id, "_NET_WM_STATE_SKIP_TASKBAR"); }));
+    EXPECT_TRUE(becomesTrue([&] { return client_.hasState(id, "_NET_WM_STATE_ABOVE"); }));
+    client_.type(kEscapeKey);
+    ASSERT_TRUE(becomesTrue([] { return !isOpen(); }));
+  }
 }
 
 TEST_F(MenuPanelTest, ShrinksAndGrowsWithItsRows) {

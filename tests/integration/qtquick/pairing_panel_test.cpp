@@ -73,9 +73,10 @@ class PairingPanelTest : public DesktopFixture {
   QQuickWindow& show(const PairingContent& content) {
     window_->update(content);
     window_->orderFront();
-    EXPECT_TRUE(becomesTrue([] {
+    EXPECT_TRUE(becomesTrue([this] {
       auto* window = windowTitled("Tovalin");
-      return window != nullptr && window->isActive() && window->isExposed();
+      return window != nullptr && window->isActive() && window->isExposed() &&
+             client_.focus() == window->winId();
     }));
     return *windowTitled("Tovalin");
   }
