@@ -114,6 +114,7 @@ try {
   await phone.pair(await host.pin());
   await phone.live();
   await phone.pictureIs(desktop.size);
+  host.closePairingWindow();
   // The first seconds go into sharpening the picture and probing the network.
   await phone.nextFrames(kSettlingFrames);
   const still = await measure(host, phone);

@@ -1,6 +1,7 @@
 #include "platform/webrtc/webrtc_library.h"
 
-#include <api/video_codecs/builtin_video_decoder_factory.h>
+#include <api/video_codecs/video_decoder_factory_template.h>
+#include <api/video_codecs/video_decoder_factory_template_libvpx_vp8_adapter.h>
 #include <rtc_base/logging.h>
 #include <rtc_base/ssl_adapter.h>
 
@@ -16,11 +17,16 @@
 namespace tovalin {
 namespace {
 
+// The library's own decoders, but only of the one codec that is ever negotiated: its whole default
+// set loads FFmpeg with some sixty libraries, which cost every host 10 MB and part of its start,
+// and some of which are under the GPL. This side never decodes.
+using VideoDecoders = webrtc::VideoDecoderFactoryTemplate<webrtc::LibvpxVp8DecoderTemplateAdapter>;
+
 class WebRtcFactory final : public RtcPeerConnectionFactory {
  public:
   explicit WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders)
       : engine_(RtcEngine::start(bridgeEncoders(std::move(encoders)),
-                                 webrtc::CreateBuiltinVideoDecoderFactory())) {}
+                                 std::make_unique<VideoDecoders>())) {}
 
   std::shared_ptr<RtcPeerConnection> createPeerConnection(
       const RtcConfiguration& configuration,
