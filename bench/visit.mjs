@@ -10,6 +10,7 @@ import { Desktop } from '../tests/e2e/support/desktop.mjs';
 import { Host, kStatus } from '../tests/e2e/support/host.mjs';
 import { Phone } from '../tests/e2e/support/phone.mjs';
 import { SignalServer } from '../tests/e2e/support/signal_server.mjs';
+import { cpuSeconds, residentMb, row } from './process_figures.mjs';
 
 const kSize = '1920x1080';
 const kSceneMs = 20000;
@@ -20,19 +21,6 @@ const kScroll = `
   let n = 0;
   const words = 'the quick brown fox jumps over the lazy dog while the log scrolls by ';
   setInterval(() => { console.log(String(++n).padStart(7), words.slice(n % 40).repeat(3)); }, 1000 / 30);`;
-
-const ticksASecond = 100; // USER_HZ, the same on every Linux that Debian runs on
-
-async function cpuSeconds(pid) {
-  const stat = await fs.readFile(`/proc/${pid}/stat`, 'utf8');
-  const fields = stat.slice(stat.lastIndexOf(')') + 2).split(' ');
-  return (Number(fields[11]) + Number(fields[12])) / ticksASecond;
-}
-
-async function residentMb(pid) {
-  const status = await fs.readFile(`/proc/${pid}/status`, 'utf8');
-  return Number(/^VmRSS:\s+(\d+)/m.exec(status)[1]) / 1024;
-}
 
 /** The host's share of a core over one scene, and what the viewer saw of it. */
 async function measure(host, phone) {
@@ -83,11 +71,6 @@ async function firstPictures(phone, host) {
     times.push(picture - joined);
   }
   return times.sort((a, b) => a - b);
-}
-
-function row(what, value, unit, limit) {
-  const number = value.toFixed(value < 10 ? 2 : 1);
-  console.log(`| ${what} | ${number} ${unit} | ${limit} |`);
 }
 
 const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));

@@ -16,7 +16,7 @@ packages_build=(
 )
 
 # The desktop that ./run makes when there is none.
-packages_desktop=(xvfb openbox xterm x11-apps x11-xserver-utils x11-utils fonts-dejavu-core)
+packages_desktop=(xvfb openbox tint2 xterm x11-apps x11-xserver-utils x11-utils fonts-dejavu-core)
 
 packages_test=(
   libgtest-dev libgmock-dev python3 openssl

@@ -15,10 +15,13 @@ export class Host {
   #program = null;
   #desktop;
   #folder;
+  #variables;
 
-  constructor(desktop, folder) {
+  /** `variables` of the environment come on top of what every host here is given. */
+  constructor(desktop, folder, variables = {}) {
     this.#desktop = desktop;
     this.#folder = folder;
+    this.#variables = variables;
   }
 
   get settingsFile() {
@@ -54,6 +57,7 @@ export class Host {
       // No bus: nothing of the machine's own session may answer.
       DBUS_SESSION_BUS_ADDRESS: `unix:path=${folder('no-bus')}`,
       DBUS_SYSTEM_BUS_ADDRESS: `unix:path=${folder('no-bus')}`,
+      ...this.#variables,
     };
     this.#program = new Program(process.env.TOVALIN_HOST, [], { name: 'tovalin-host', env });
   }
