@@ -61,6 +61,22 @@ test('a host that was never paired opens its window, and a phone pairs by the co
   await host.out.next(/^Ada’s phone is connected$/);
 });
 
+test('a host that the desktop started shows its PIN and writes it nowhere', async (t) => {
+  const { desktop, host } = await openScene(t, { paired: false, attended: false });
+  // The code comes with the PIN.
+  await desktop.code();
+  assert.deepEqual(host.out.lines, []);
+  assert.ok(!host.err.lines.some((line) => /\d{6}/.test(line)), host.err.lines.join('\n'));
+});
+
+test('starting the program again brings up the panel of the one that runs', async (t) => {
+  const { desktop, host } = await openScene(t);
+  await host.status(kStatus.waiting);
+  const { code } = await host.startAgain();
+  assert.equal(code, 0);
+  await desktop.windowNamed('Tovalin Host');
+});
+
 test('the viewer itself can press Disconnect in the indicator', async (t) => {
   const { host, phone } = await openVisit(t);
   const { left, top, right, bottom } = await waitForButton(phone);

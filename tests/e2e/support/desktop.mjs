@@ -1,5 +1,7 @@
 import { Program } from './program.mjs';
 
+const kPatienceMs = 30000;
+
 /** A desktop of its own: X server and window manager. */
 export class Desktop {
   #programs = [];
@@ -53,6 +55,17 @@ export class Desktop {
   async code() {
     const lines = await this.tell(process.env.TOVALIN_READER);
     return lines.at(-1);
+  }
+
+  /** Waits for a window of that name to be on the screen. */
+  async windowNamed(name) {
+    const deadline = Date.now() + kPatienceMs;
+    for (;;) {
+      const look = this.#run('xwininfo', ['-name', name]);
+      const { code } = await look.ended();
+      if (code === 0 && look.out.lines.some((line) => /Map State: IsViewable/.test(line))) return;
+      if (Date.now() > deadline) throw new Error(`no window "${name}" on the screen`);
+    }
   }
 
   async stop() {

@@ -29,18 +29,28 @@ export class Host {
   }
 
   /** `paired`: as if it had paired before; then it does not open its pairing window by itself. */
-  async start(serverAddress, { paired = true } = {}) {
+  async start(serverAddress, { paired = true, attended = true } = {}) {
     await fs.mkdir(path.dirname(this.settingsFile), { recursive: true });
     const settings =
       `[General]\ntovalin.serverURL=${serverAddress}\ntovalin.hasPairedOnce=${paired}\n`;
     await fs.writeFile(this.settingsFile, settings, { flag: 'wx', mode: 0o600 }).catch((error) => {
       if (error.code !== 'EEXIST') throw error;
     });
-    await this.resume();
+    await this.resume({ attended });
   }
 
-  /** Starts with the settings that are there already. */
-  async resume() {
+  /** Starts with the settings that are there already. `attended`: with somebody at its terminal. */
+  async resume({ attended = true } = {}) {
+    this.#program = await this.#launch(attended);
+  }
+
+  /** The same person starts the program once more; it ends by itself. */
+  async startAgain() {
+    const second = await this.#launch(false);
+    return second.ended();
+  }
+
+  async #launch(attended) {
     const folder = (name) => path.join(this.#folder, name);
     await fs.mkdir(folder('runtime'), { recursive: true, mode: 0o700 });
     const env = {
@@ -59,7 +69,8 @@ export class Host {
       DBUS_SYSTEM_BUS_ADDRESS: `unix:path=${folder('no-bus')}`,
       ...this.#variables,
     };
-    this.#program = new Program(process.env.TOVALIN_HOST, [], { name: 'tovalin-host', env });
+    return new Program(process.env.TOVALIN_HOST, [],
+      { name: 'tovalin-host', env, input: attended });
   }
 
   get pid() {
@@ -68,6 +79,10 @@ export class Host {
 
   get out() {
     return this.#program.out;
+  }
+
+  get err() {
+    return this.#program.err;
   }
 
   mark() {

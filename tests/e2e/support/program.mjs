@@ -9,12 +9,15 @@ export class Program {
   #child;
   #closed;
 
-  /** `extra` adds file descriptors from 3 on, each read into a log of its own: `logs`. */
-  constructor(command, args = [], { name = command, env = process.env, extra = 0 } = {}) {
+  /**
+   * `extra` adds file descriptors from 3 on, each read into a log of its own: `logs`. Without `input`
+   * the program reads from /dev/null, as one that the desktop started.
+   */
+  constructor(command, args = [], { name = command, env = process.env, extra = 0, input = true } = {}) {
     this.name = name;
     // A test that is killed must not leave its programs behind.
     const words = ['--pdeathsig', 'KILL', '--', command, ...args];
-    const stdio = ['pipe', 'pipe', 'pipe', ...Array(extra).fill('pipe')];
+    const stdio = [input ? 'pipe' : 'ignore', 'pipe', 'pipe', ...Array(extra).fill('pipe')];
     this.#child = spawn('setpriv', words, { env, stdio });
     this.logs = this.#child.stdio.slice(1).map((stream) => {
       const log = new LineLog(name);
@@ -23,7 +26,7 @@ export class Program {
     });
     [this.out, this.err] = this.logs;
     // A program that has just ended cannot be written to; its end is reported by the logs.
-    this.#child.stdin.on('error', () => {});
+    this.#child.stdin?.on('error', () => {});
     this.#closed = once(this.#child, 'close').then(([code, signal]) => {
       this.exit = { code, signal };
       for (const log of this.logs) log.end(`ended with ${signal ?? code}`);

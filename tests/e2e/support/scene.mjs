@@ -11,7 +11,7 @@ import { SignalServer } from './signal_server.mjs';
  * Everything a visit needs, ended with the test `t` whether it passes or fails. Each part is
  * started in turn, so that a failure names the one that is missing.
  */
-export async function openScene(t, { size = '1280x720', viewport, paired = true } = {}) {
+export async function openScene(t, { size = '1280x720', viewport, paired = true, attended = true } = {}) {
   const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-e2e-'));
   const parts = [];
   const scene = {
@@ -39,7 +39,7 @@ export async function openScene(t, { size = '1280x720', viewport, paired = true 
   await fs.mkdir(path.join(folder, 'server'));
   await scene.server.start();
   scene.host = scene.keep(new Host(scene.desktop, path.join(folder, 'host')));
-  await scene.host.start(scene.server.hostAddress, { paired });
+  await scene.host.start(scene.server.hostAddress, { paired, attended });
   scene.phone = scene.keep(await Phone.start(viewport ?? scene.desktop.size));
   return scene;
 }
