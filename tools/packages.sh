@@ -8,7 +8,7 @@ packages_build=(
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-layouts
   qml6-module-qtquick-templates qml6-module-qtqml qml6-module-qtqml-workerscript
   libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-render0-dev
-  libxcb-xfixes0-dev libxcb-xtest0-dev libxcb-dpms0-dev libxcb-screensaver0-dev libxcb-xkb-dev
+  libxcb-shape0-dev libxcb-xfixes0-dev libxcb-xtest0-dev libxcb-dpms0-dev libxcb-screensaver0-dev libxcb-xkb-dev
   libxcb-xinput-dev
   libxkbcommon-dev libxkbcommon-x11-dev
   libicu-dev libqrcodegencpp-dev libsystemd-dev
@@ -16,7 +16,10 @@ packages_build=(
 )
 
 # The desktop that ./run makes when there is none.
-packages_desktop=(xvfb openbox tint2 xterm x11-apps x11-xserver-utils x11-utils fonts-dejavu-core)
+packages_desktop=(
+  xvfb openbox tint2 xterm x11-apps x11-xserver-utils x11-utils
+  fonts-dejavu-core fonts-noto-color-emoji
+)
 
 packages_test=(
   libgtest-dev libgmock-dev python3 openssl

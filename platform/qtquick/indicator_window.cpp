@@ -64,7 +64,7 @@ class IndicatorWindow : public QRasterWindow {
                                         {double(width()), double(height())});
     setPosition(qRound(origin.x), qRound(origin.y));
     create();
-    if (!style_.composited()) setMask(capsule());
+    if (!style_.composited()) shapeWindow(*this, capsule());
     onTop_.emplace(*this);
     QObject::connect(&style_, &DesktopStyle::changed, this, [this] { update(); });
     show();
@@ -154,13 +154,15 @@ class IndicatorWindow : public QRasterWindow {
     resize(qRound(buttonRect_.right() + kPaddingX), qRound(height));
   }
 
+  // In device pixels.
   QRegion capsule() const {
-    QBitmap mask(size());
+    QBitmap mask(size() * devicePixelRatio());
     mask.clear();
     QPainter painter(&mask);
     painter.setPen(Qt::NoPen);
     painter.setBrush(Qt::color1);
-    painter.drawRoundedRect(QRectF(0, 0, width(), height()), height() / 2.0, height() / 2.0);
+    const QRectF whole(mask.rect());
+    painter.drawRoundedRect(whole, whole.height() / 2, whole.height() / 2);
     painter.end();
     return QRegion(mask);
   }

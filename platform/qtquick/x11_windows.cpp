@@ -1,5 +1,6 @@
 #include "platform/qtquick/x11_windows.h"
 
+#include <xcb/shape.h>
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tovalin {
 namespace {
@@ -72,6 +74,21 @@ void makePanel(QWindow& window) {
   };
   add("_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER");
   add("_NET_WM_STATE_ABOVE", nullptr);
+  xcb_flush(server);
+}
+
+void shapeWindow(QWindow& window, const QRegion& shape) {
+  xcb_connection_t* server = connection();
+  if (server == nullptr) return;
+  std::vector<xcb_rectangle_t> rectangles;
+  for (const QRect& rect : shape) {
+    rectangles.push_back({static_cast<int16_t>(rect.x()), static_cast<int16_t>(rect.y()),
+                          static_cast<uint16_t>(rect.width()),
+                          static_cast<uint16_t>(rect.height())});
+  }
+  xcb_shape_rectangles(server, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
+                       static_cast<xcb_window_t>(window.winId()), 0, 0,
+                       static_cast<uint32_t>(rectangles.size()), rectangles.data());
   xcb_flush(server);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractNativeEventFilter>
+#include <QRegion>
 #include <QWindow>
 
 namespace tovalin {
@@ -15,6 +16,10 @@ bool hasCompositor();
 // each show(): a window manager clears these states when a window goes, and with one that comes
 // back at once it may do so late, when the new states have been set already (seen with openbox).
 void makePanel(QWindow& window);
+
+// Cuts the window to `shape`, in device pixels from its top left corner: QWindow::setMask knows
+// device-independent ones alone, whose corners are steps on a screen of higher resolution.
+void shapeWindow(QWindow& window, const QRegion& shape);
 
 // Raises `window` again whenever another one covers it, for a window that the window manager does
 // not manage. `window` must have been created.

@@ -6,7 +6,7 @@ import "."
 T.AbstractButton {
     id: disclosure
 
-    implicitWidth: label.implicitWidth + label.x
+    implicitWidth: label.x + label.implicitWidth + 4
     implicitHeight: label.implicitHeight
     checkable: true
     focusPolicy: Qt.StrongFocus

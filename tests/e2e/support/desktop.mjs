@@ -6,12 +6,13 @@ const kPatienceMs = 30000;
 export class Desktop {
   #programs = [];
 
-  static async start({ size = '1280x720' } = {}) {
+  /** `options` are the X server's. */
+  static async start({ size = '1280x720', options = [] } = {}) {
     const desktop = new Desktop();
     const [width, height] = size.split('x').map(Number);
     desktop.size = { width, height };
     const server = desktop.#run('Xvfb',
-      ['-displayfd', '3', '-screen', '0', `${size}x24`, '-nolisten', 'tcp', '-noreset'],
+      ['-displayfd', '3', '-screen', '0', `${size}x24`, '-nolisten', 'tcp', '-noreset', ...options],
       { extra: 1, env: process.env });
     try {
       // The third log is the descriptor that the display number is written to.
