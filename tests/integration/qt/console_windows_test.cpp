@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -91,6 +92,30 @@ class ConsoleWindowsTest : public ApplicationTest {
   std::unique_ptr<Menu> menu_;
   std::unique_ptr<PairingWindow> pairing_;
 };
+
+TEST(IsConsoleAttendedTest, APipeAndASocketHaveSomebodyAtTheOtherEnd) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_TRUE(isConsoleAttended(ends[0]));
+  close(ends[0]);
+  close(ends[1]);
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  EXPECT_TRUE(isConsoleAttended(ends[0]));
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST(IsConsoleAttendedTest, NobodyIsAtTheNullDeviceAClosedInputOrAnothersTerminal) {
+  const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  EXPECT_FALSE(isConsoleAttended(null));
+  close(null);
+  EXPECT_FALSE(isConsoleAttended(-1));
+  // A terminal that is not this process's own.
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(terminal, 0);
+  EXPECT_FALSE(isConsoleAttended(terminal));
+  close(terminal);
+}
 
 TEST_F(ConsoleWindowsTest, TheStatusIsPrintedWhenItChanges) {
   menu_->update(withStatus("Waiting for a viewer…"));
