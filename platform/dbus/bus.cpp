@@ -14,6 +14,10 @@ namespace {
 
 constexpr double kSecondsBetweenReopenings = 30;
 
+uint64_t toMicroseconds(double seconds) {
+  return seconds == kNoTimeout ? UINT64_MAX : static_cast<uint64_t>(seconds * 1e6);
+}
+
 struct PendingCall {
   Bus::ReplyHandler handler;
 };
@@ -235,7 +239,7 @@ int Bus::Link::send(const BusObject& object, const char* member, const Arguments
   auto pending = std::make_unique<PendingCall>();
   sd_bus_slot* slot = nullptr;
   const int sent = sd_bus_call_async(bus_.get(), &slot, message.get(), replied, pending.get(),
-                                     static_cast<uint64_t>(options.timeoutSeconds * 1e6));
+                                     toMicroseconds(options.timeoutSeconds));
   if (sent < 0) return sent;
   pending->handler = std::move(reply);
   // From here on the connection owns the call.

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <initializer_list>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -21,6 +22,9 @@ struct BusReply {
 
   bool ok() const { return message != nullptr; }
 };
+
+// For a call whose answer counts however late it comes.
+inline constexpr double kNoTimeout = std::numeric_limits<double>::infinity();
 
 struct BusCallOptions {
   double timeoutSeconds = 25;

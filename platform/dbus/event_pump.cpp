@@ -40,6 +40,7 @@ void EventPump::run() {
   running_ = false;
   // A loop that fails would stay readable for ever.
   if (outcome < 0) readable_.reset();
+  // A timer that has run out is known to the loop alone, no longer to its descriptor.
   if (turns == kTurnsAtOnce) kick();
 }
 

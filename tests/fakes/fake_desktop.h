@@ -1,6 +1,7 @@
 #pragma once
 
-// The ports of the user's desktop session: permissions, lock, login item, other instances, power.
+// The ports of the user's desktop session: permissions, lock, login item, other instances, power,
+// looks.
 
 #include <algorithm>
 #include <atomic>
@@ -11,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/appearance.h"
 #include "platform/login_item.h"
 #include "platform/login_session.h"
 #include "platform/permissions.h"
@@ -159,6 +161,35 @@ class FakePower : public Power {
 
  private:
   AssertionId lastId_ = 0;
+};
+
+class FakeAppearance : public Appearance {
+ public:
+  std::optional<ColorScheme> current() const override { return scheme; }
+
+  std::unique_ptr<Subscription> onChange(Observer observer) override {
+    observers_.push_back(std::move(observer));
+    return std::make_unique<Observation>(observers_, std::prev(observers_.end()));
+  }
+
+  void change(std::optional<ColorScheme> now) {
+    scheme = now;
+    for (const auto& observer : std::list(observers_)) observer(now);
+  }
+  size_t observerCount() const { return observers_.size(); }
+
+  std::optional<ColorScheme> scheme;
+
+ private:
+  struct Observation : Subscription {
+    Observation(std::list<Observer>& observers, std::list<Observer>::iterator place)
+        : all(observers), own(place) {}
+    ~Observation() override { all.erase(own); }
+    std::list<Observer>& all;
+    std::list<Observer>::iterator own;
+  };
+
+  std::list<Observer> observers_;
 };
 
 }  // namespace tovalin::fake

@@ -178,6 +178,40 @@ TEST_F(BusTest, SignalsArriveAsLongAsTheyAreObserved) {
   EXPECT_THAT(heard, ElementsAre("one"));
 }
 
+// Sends so many signals that they have all reached the receivers' sockets.
+void flood(const std::string& address, int count) {
+  sd_bus* created = nullptr;
+  ASSERT_GE(sd_bus_new(&created), 0);
+  const BusHandle peer(created);
+  ASSERT_GE(sd_bus_set_address(created, address.c_str()), 0);
+  ASSERT_GE(sd_bus_set_bus_client(created, 1), 0);
+  ASSERT_GE(sd_bus_start(created), 0);
+  for (int i = 0; i < count; ++i) {
+    ASSERT_GE(sd_bus_emit_signal(created, kEcho.path, kEcho.interface, "Said", ""), 0);
+  }
+  ASSERT_GE(sd_bus_call_method(created, kBusDaemon.service, kBusDaemon.path, kBusDaemon.interface,
+                               "GetId", nullptr, nullptr, ""),
+            0);
+}
+
+TEST_F(BusTest, AFloodOfSignalsArrivesWholeAndLeavesTheQueueItsTurn) {
+  // As many as a socket takes at once.
+  constexpr int kFlood = 120;
+  const auto bus = connectTo(daemon_.address());
+  int heard = 0;
+  int heardByTheTask = 0;
+  const auto observation =
+      bus->onSignal({nullptr, kEcho.path, kEcho.interface}, "Said", [&](sd_bus_message*) {
+        if (++heard == 1) loop_.queue.post([&] { heardByTheTask = heard; });
+      });
+  callSay(*bus);
+  ASSERT_TRUE(runUntilAnswered());
+  flood(daemon_.address(), kFlood);
+  ASSERT_TRUE(loop_.runUntil([&] { return heard == kFlood; }));
+  EXPECT_GT(heardByTheTask, 0);
+  EXPECT_LT(heardByTheTask, kFlood);
+}
+
 TEST_F(BusTest, AnObserverMayEndItsOwnObservation) {
   startEcho();
   const auto bus = connectTo(daemon_.address());

@@ -24,7 +24,9 @@ std::filesystem::path temporaryFolder() {
 
 }  // namespace
 
-PrivateBus::PrivateBus() : folder_(temporaryFolder()) {
+PrivateBus::PrivateBus(const CommandLines& startable) : folder_(temporaryFolder()) {
+  std::filesystem::create_directory(folder_ / "services");
+  for (const auto& [name, command] : startable) writeService(name, command);
   std::ofstream(folder_ / "bus.conf")
       << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN\"\n"
          " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
@@ -32,6 +34,9 @@ PrivateBus::PrivateBus() : folder_(temporaryFolder()) {
          "  <listen>"
       << address()
       << "</listen>\n"
+         "  <servicedir>"
+      << (folder_ / "services").string()
+      << "</servicedir>\n"
          "  <auth>EXTERNAL</auth>\n"
          "  <policy context=\"default\">\n"
          "    <allow user=\"*\"/>\n"
@@ -47,6 +52,15 @@ PrivateBus::~PrivateBus() {
   stop();
   std::error_code ignored;
   std::filesystem::remove_all(folder_, ignored);
+}
+
+void PrivateBus::writeService(const std::string& name, std::string command) const {
+  const std::string placeholder = "ADDRESS";
+  if (const auto at = command.find(placeholder); at != std::string::npos) {
+    command.replace(at, placeholder.size(), address());
+  }
+  std::ofstream(folder_ / "services" / (name + ".service"))
+      << "[D-BUS Service]\nName=" << name << "\nExec=" << command << "\n";
 }
 
 void PrivateBus::stop() {
@@ -67,6 +81,7 @@ void PrivateBus::start() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     fcntl(channel[1], F_SETFD, 0);
     const int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDOUT_FILENO);
     dup2(null, STDERR_FILENO);
     execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", "--nosyslog",
            configuration.c_str(), report.c_str(), nullptr);
