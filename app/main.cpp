@@ -5,8 +5,11 @@
 
 #include "app/build_defaults.h"
 #include "app/tovalin_host_app.h"
+#include "capture/combined_power.h"
 #include "platform/dbus/bus.h"
+#include "platform/dbus/bus_power.h"
 #include "platform/dbus/bus_probe.h"
+#include "platform/dbus/desktop_login_session.h"
 #include "platform/dbus/status_notifier_item.h"
 #include "platform/linux/host_info.h"
 #include "platform/linux/login_item_autostart.h"
@@ -77,13 +80,17 @@ int main(int argumentCount, char** arguments) {
   const auto text = makeTextSegmenter();
   const auto qrCodes = makeQrCodeGenerator();
   const auto permissions = makeX11Permissions();
-  const auto loginSession = makeX11LoginSession();
   const auto loginItem = makeAutostartLoginItem(autostartPlaces(), ownExecutable());
   const auto descriptors = makeQtDescriptorWatcher();
   const auto applications = makeRunningApplications(runtimeHome(), *log, *descriptors,
                                                     [&application] { application.quit(); });
-  const auto power = makeX11Power();
   const auto sessionBus = makeSessionBus(*queue, *descriptors, *log);
+  const auto systemBus = makeSystemBus(*queue, *descriptors, *log);
+  const auto x11Session = makeX11LoginSession();
+  const auto loginSession = makeDesktopLoginSession(*sessionBus, *systemBus, *log, *x11Session);
+  const auto x11Power = makeX11Power();
+  const auto busPower = makeBusPower(*sessionBus, *systemBus, *queue, *log);
+  CombinedPower power({x11Power.get(), busPower.get()});
   const auto trays =
       makePreferredTrayIcons(makeStatusNotifierIcons(*sessionBus, drawTraySymbol),
                              makeXembedTrayIcons(*queue, *descriptors, drawTraySymbol));
@@ -106,7 +113,7 @@ int main(int argumentCount, char** arguments) {
       .loginSession = *loginSession,
       .loginItem = *loginItem,
       .applications = *applications,
-      .power = *power,
+      .power = power,
       .windows = *windows,
       .defaultServerURL = kDefaultServerUrl,
       .stunHost = kDefaultStunHost,
