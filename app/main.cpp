@@ -10,6 +10,7 @@
 #include "platform/dbus/bus_power.h"
 #include "platform/dbus/bus_probe.h"
 #include "platform/dbus/desktop_login_session.h"
+#include "platform/dbus/portal_appearance.h"
 #include "platform/dbus/status_notifier_item.h"
 #include "platform/linux/host_info.h"
 #include "platform/linux/login_item_autostart.h"
@@ -44,12 +45,13 @@ namespace {
 using namespace tovalin;
 
 // A desktop shows windows; a terminal, or a script at the other end of a pipe, reads lines.
-std::unique_ptr<Windows> makeWindows(bool onDesktop, TrayIcons& trays, SystemLog& log) {
+std::unique_ptr<Windows> makeWindows(bool onDesktop, TrayIcons& trays, Appearance& appearance,
+                                     SystemLog& log) {
   constexpr int kNobody = -1;
   if (!onDesktop) {
     return isConsoleAttended() ? makeConsoleWindows() : makeConsoleWindows(kNobody, kNobody);
   }
-  auto windows = makeDesktopWindows(trays, log);
+  auto windows = makeDesktopWindows(trays, appearance, log);
   if (!isConsoleAttended()) return windows;
   return std::make_unique<MirroredWindows>(std::move(windows), makeConsoleWindows());
 }
@@ -94,7 +96,8 @@ int main(int argumentCount, char** arguments) {
   const auto trays =
       makePreferredTrayIcons(makeStatusNotifierIcons(*sessionBus, drawTraySymbol),
                              makeXembedTrayIcons(*queue, *descriptors, drawTraySymbol));
-  const auto windows = makeWindows(onDesktop, *trays, *log);
+  const auto appearance = makePortalAppearance(*sessionBus, *log);
+  const auto windows = makeWindows(onDesktop, *trays, *appearance, *log);
 
   const TovalinHostApp host({
       .queue = *queue,

@@ -15,7 +15,10 @@ constexpr qreal kReferenceFontPixels = 13.33;  // 10 pt at 96 dpi
 
 }  // namespace
 
-DesktopStyle::DesktopStyle() {
+DesktopStyle::DesktopStyle(Appearance& appearance)
+    : appearance_(appearance),
+      schemeChanges_(
+          appearance.onChange([this](std::optional<ColorScheme>) { Q_EMIT changed(); })) {
   refreshComposited();
   qGuiApp->installEventFilter(this);
 }
@@ -28,7 +31,7 @@ bool DesktopStyle::eventFilter(QObject* watched, QEvent* event) {
 }
 
 bool DesktopStyle::dark() const {
-  if (scheme_ != Scheme::unknown) return scheme_ == Scheme::dark;
+  if (const auto scheme = appearance_.current()) return *scheme == ColorScheme::dark;
   const QPalette palette = QGuiApplication::palette();
   return palette.color(QPalette::Window).lightness() <
          palette.color(QPalette::WindowText).lightness();
@@ -37,13 +40,6 @@ bool DesktopStyle::dark() const {
 qreal DesktopStyle::textScale() const {
   const qreal pixels = QFontInfo(QGuiApplication::font()).pixelSize();
   return std::max(1.0, pixels / kReferenceFontPixels);
-}
-
-void DesktopStyle::setDark(bool dark) {
-  const Scheme scheme = dark ? Scheme::dark : Scheme::light;
-  if (scheme == scheme_) return;
-  scheme_ = scheme;
-  Q_EMIT changed();
 }
 
 void DesktopStyle::refreshComposited() {

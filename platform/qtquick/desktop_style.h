@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QObject>
+#include <memory>
+
+#include "platform/appearance.h"
 
 namespace tovalin {
 
@@ -12,7 +15,8 @@ class DesktopStyle : public QObject {
   Q_PROPERTY(qreal textScale READ textScale NOTIFY changed)
 
  public:
-  DesktopStyle();
+  // `appearance` outlives it; where that does not tell of a scheme, Qt's palette does.
+  explicit DesktopStyle(Appearance& appearance);
 
   bool dark() const;
   // Whether windows may have see-through corners.
@@ -20,8 +24,6 @@ class DesktopStyle : public QObject {
   // The desktop's font beside one of 10 pt at 96 dpi; never below 1.
   qreal textScale() const;
 
-  // What the desktop says of its scheme; unset, the palette tells.
-  void setDark(bool dark);
   // Looks for a compositor again: it may have come or gone.
   void refreshComposited();
 
@@ -32,8 +34,8 @@ class DesktopStyle : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  enum class Scheme { unknown, light, dark };
-  Scheme scheme_ = Scheme::unknown;
+  Appearance& appearance_;
+  const std::unique_ptr<Subscription> schemeChanges_;
   bool composited_ = false;
 };
 

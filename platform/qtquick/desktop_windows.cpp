@@ -50,7 +50,8 @@ class DesktopMenu : public Menu {
 
 class DesktopWindows : public Windows {
  public:
-  DesktopWindows(TrayIcons& trays, SystemLog& log) : trays_(trays), scene_(log) {}
+  DesktopWindows(TrayIcons& trays, Appearance& appearance, SystemLog& log)
+      : trays_(trays), scene_(appearance, log) {}
 
   std::unique_ptr<Menu> makeMenu(MenuActions actions) override {
     return std::make_unique<DesktopMenu>(scene_, trays_, std::move(actions));
@@ -70,8 +71,9 @@ class DesktopWindows : public Windows {
 
 }  // namespace
 
-std::unique_ptr<Windows> makeDesktopWindows(TrayIcons& trays, SystemLog& log) {
-  return std::make_unique<DesktopWindows>(trays, log);
+std::unique_ptr<Windows> makeDesktopWindows(TrayIcons& trays, Appearance& appearance,
+                                            SystemLog& log) {
+  return std::make_unique<DesktopWindows>(trays, appearance, log);
 }
 
 }  // namespace tovalin

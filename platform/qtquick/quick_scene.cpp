@@ -9,7 +9,7 @@
 
 namespace tovalin {
 
-QuickScene::QuickScene(SystemLog& log) : log_(log) {}
+QuickScene::QuickScene(Appearance& appearance, SystemLog& log) : log_(log), style_(appearance) {}
 
 QuickScene::~QuickScene() = default;
 

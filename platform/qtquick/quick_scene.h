@@ -14,7 +14,7 @@ namespace tovalin {
 // opens does without. Outlives the views. Main thread.
 class QuickScene {
  public:
-  explicit QuickScene(SystemLog& log);
+  QuickScene(Appearance& appearance, SystemLog& log);
   ~QuickScene();
 
   DesktopStyle& style() { return style_; }

@@ -67,7 +67,7 @@ DesktopFixture::DesktopFixture(double scale) {
   application_ = std::make_unique<QtApplication>(argumentCount_, arguments_.data(),
                                                  QtApplication::Face::windows);
   usualFont_ = QGuiApplication::font();
-  windows_ = makeDesktopWindows(trays_, log_);
+  windows_ = makeDesktopWindows(trays_, appearance_, log_);
 }
 
 DesktopFixture::~DesktopFixture() {

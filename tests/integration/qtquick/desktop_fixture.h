@@ -13,6 +13,7 @@
 
 #include "platform/qt/qt_application.h"
 #include "platform/qtquick/desktop_windows.h"
+#include "tests/fakes/fake_desktop.h"
 #include "tests/fakes/fake_system.h"
 #include "tests/fakes/fake_tray_icons.h"
 #include "tests/integration/qtquick/desktop_client.h"
@@ -48,6 +49,7 @@ class DesktopFixture : public ::testing::Test {
   DesktopClient client_{server_.display()};
   fake::FakeSystemLog log_;
   fake::FakeTrayIcons trays_;
+  fake::FakeAppearance appearance_;
 
  private:
   class WindowManager;

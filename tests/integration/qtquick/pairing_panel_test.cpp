@@ -121,6 +121,22 @@ TEST_F(PairingPanelAtDoubleScaleTest, CodeOnTheScreenCarriesEveryNameWhole) {
   expectReadable("书房的电脑", kStart + "%E4%B9%A6%E6%88%BF%E7%9A%84%E7%94%B5%E8%84%91");
 }
 
+TEST_F(PairingPanelTest, FollowsTheDesktopIntoTheDarkAndTheCodeStaysReadable) {
+  constexpr uint32_t kLight = 0xF7F7F9;
+  constexpr uint32_t kDark = 0x28292D;
+  auto& window = show(waiting());
+  const auto background = [&] {
+    const QPoint corner = window.mapToGlobal(QPoint(12, 12));
+    return client_.screenshot().at(corner.x(), corner.y());
+  };
+  EXPECT_TRUE(becomesTrue([&] { return background() == kLight; }));
+  appearance_.change(ColorScheme::dark);
+  EXPECT_TRUE(becomesTrue([&] { return background() == kDark; }));
+  expectReadable("studio", kStart + "studio");
+  appearance_.change(std::nullopt);
+  EXPECT_TRUE(becomesTrue([&] { return background() == kLight; }));
+}
+
 TEST_F(PairingPanelTest, HasItsSizeAndCannotBeResized) {
   auto& window = show(waiting());
   EXPECT_EQ(window.size(), QSize(340, 470));
