@@ -37,7 +37,7 @@ Rectangle {
         Symbol {
             anchors.horizontalCenter: parent.horizontalCenter
             name: root.content.symbol
-            size: Theme.sized(root.done ? 52 : 44)
+            size: Theme.sized(root.done ? 52 : 38)
             tint: root.done ? Theme.green : Theme.accent
         }
         PanelText {

@@ -137,16 +137,14 @@ TEST_F(PairingPanelTest, FollowsTheDesktopIntoTheDarkAndTheCodeStaysReadable) {
   EXPECT_TRUE(becomesTrue([&] { return background() == kLight; }));
 }
 
-TEST_F(PairingPanelTest, HasItsSizeAndCannotBeResized) {
-  auto& window = show(waiting());
-  EXPECT_EQ(window.size(), QSize(340, 470));
-  EXPECT_EQ(window.minimumSize(), window.maximumSize());
-  window_->update(permissionsStep());
-  settledScreen();
-  EXPECT_EQ(window.size(), QSize(340, 470));
-  window_->update(done());
-  settledScreen();
-  EXPECT_EQ(window.size(), QSize(340, 470));
+TEST_F(PairingPanelTest, HasItsSizeInEveryStepAndCannotBeResized) {
+  for (const auto& content :
+       {waiting(), permissionsStep(), withPin("8  8  8  8  8  8", QrModules{1, {true}}), done()}) {
+    auto& window = show(content);
+    EXPECT_TRUE(becomesTrue([&] { return window.size() == QSize(340, 470); }))
+        << content.title << ": " << window.height();
+    EXPECT_EQ(window.minimumSize(), window.maximumSize());
+  }
 }
 
 TEST_F(PairingPanelTest, EveryButtonRunsItsAction) {
