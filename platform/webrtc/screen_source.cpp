@@ -3,7 +3,11 @@
 #include <api/video/video_frame.h>
 #include <api/video/video_rotation.h>
 
+#include <utility>
+
 namespace tovalin {
+
+using Rect = webrtc::VideoFrame::UpdateRect;
 
 void ScreenSource::push(const PixelBuffer& picture, int64_t timestampNs) {
   const int width = picture.width();
@@ -26,10 +30,15 @@ void ScreenSource::push(const PixelBuffer& picture, int64_t timestampNs) {
     OnFrameDropped();
     return;
   }
+  const Identity identity{picture.streamIdentity(), picture.pictureNumber()};
+  // The library adds up the rectangles of the frames that it passes over on their way to the
+  // encoder: what arrives there as a repeat is one.
+  const bool repeated = std::exchange(delivered_, identity) == identity;
   OnFrame(webrtc::VideoFrame::Builder()
               .set_video_frame_buffer(converted)
               .set_rotation(webrtc::kVideoRotation_0)
               .set_timestamp_us(timestampUs)
+              .set_update_rect(repeated ? Rect{0, 0, 0, 0} : Rect{0, 0, width, height})
               .build());
 }
 

@@ -17,9 +17,9 @@ namespace tovalin {
 // resolution and drops frames, and text stays readable.
 class ScreenSource : public rtc::AdaptedVideoTrackSource {
  public:
-  // Converts and delivers one picture on the calling thread. Nothing is converted while nobody
-  // watches or the library's rate control passes this picture over. Any thread; calls are taken
-  // one at a time.
+  // Converts and delivers one picture on the calling thread; the same one again with an empty
+  // update rectangle. Nothing is converted while nobody watches or the library's rate control
+  // passes this picture over. Any thread; calls are taken one at a time.
   void push(const PixelBuffer& picture, int64_t timestampNs);
 
   bool is_screencast() const override { return true; }
@@ -28,8 +28,16 @@ class ScreenSource : public rtc::AdaptedVideoTrackSource {
   bool remote() const override { return false; }
 
  private:
+  struct Identity {
+    uint64_t stream;
+    uint64_t number;
+
+    bool operator==(const Identity&) const = default;
+  };
+
   std::mutex mutex_;
   PictureConverter converter_;
+  std::optional<Identity> delivered_;  // the picture last given to the library
 };
 
 }  // namespace tovalin

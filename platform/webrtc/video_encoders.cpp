@@ -6,6 +6,8 @@
 
 #include <utility>
 
+#include "platform/webrtc/settling_encoder.h"
+
 namespace tovalin {
 namespace {
 
@@ -55,7 +57,7 @@ std::vector<VideoCodecInfo> libraryVp8Codecs() {
 }
 
 std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder() {
-  return std::make_unique<LibraryEncoder>(webrtc::VP8Encoder::Create());
+  return std::make_unique<LibraryEncoder>(settling(webrtc::VP8Encoder::Create()));
 }
 
 std::unique_ptr<webrtc::VideoEncoderFactory> bridgeEncoders(

@@ -24,16 +24,16 @@
 namespace tovalin {
 namespace {
 
-// Decodes as the library does, and tells what each encoded picture asks of the jitter buffer.
+// Decodes as the library does, and shows each encoded picture.
 class WatchedDecoder final : public webrtc::VideoDecoder {
  public:
-  using Watch = std::function<void(webrtc::VideoPlayoutDelay)>;
+  using Watch = std::function<void(const webrtc::EncodedImage&)>;
 
   explicit WatchedDecoder(Watch watch) : watch_(std::move(watch)) {}
 
   bool Configure(const Settings& settings) override { return decoder_->Configure(settings); }
   int32_t Decode(const webrtc::EncodedImage& image, bool missing, int64_t renderMs) override {
-    watch_(image.playout_delay_);
+    watch_(image);
     return decoder_->Decode(image, missing, renderMs);
   }
   int32_t RegisterDecodeCompleteCallback(webrtc::DecodedImageCallback* callback) override {
@@ -137,7 +137,7 @@ class ViewerPeer::Connection final : public webrtc::PeerConnectionObserver,
         library_(makeWebRtcLibrary()),
         engine_(RtcEngine::start(
             bridgeEncoders(std::make_unique<Vp8Encoders>(*library_)),
-            std::make_unique<WatchedDecoders>([this](auto delay) { notePlayoutDelay(delay); }))) {
+            std::make_unique<WatchedDecoders>([this](const auto& image) { note(image); }))) {
     webrtc::PeerConnectionFactoryInterface::Options options;
     options.network_ignore_mask = 0;
     engine_->factory().SetOptions(options);
@@ -210,6 +210,8 @@ class ViewerPeer::Connection final : public webrtc::PeerConnectionObserver,
                           rtc::CopyOnWriteBuffer(message.data(), message.size()), binary));
   }
 
+  void askForKeyFrame() { track_->GetSource()->GenerateKeyFrame(); }
+
   const ViewerNotes& notes() const { return notes_; }
 
  private:
@@ -232,10 +234,11 @@ class ViewerPeer::Connection final : public webrtc::PeerConnectionObserver,
     observer->OnStateChange();
   }
 
-  void notePlayoutDelay(webrtc::VideoPlayoutDelay delay) {
+  void note(const webrtc::EncodedImage& image) {
     board_.write([&] {
-      notes_.minPlayoutDelaysMs.push_back(delay.min_ms);
-      notes_.maxPlayoutDelaysMs.push_back(delay.max_ms);
+      notes_.minPlayoutDelaysMs.push_back(image.playout_delay_.min_ms);
+      notes_.maxPlayoutDelaysMs.push_back(image.playout_delay_.max_ms);
+      if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) ++notes_.keyFrames;
     });
   }
 
@@ -313,6 +316,9 @@ void ViewerPeer::openChannel(const std::string& label) {
 }
 bool ViewerPeer::send(const std::string& label, const std::vector<uint8_t>& message, bool binary) {
   return connection_->send(label, message, binary);
+}
+void ViewerPeer::askForKeyFrame() {
+  connection_->askForKeyFrame();
 }
 const ViewerNotes& ViewerPeer::notes() const {
   return connection_->notes();

@@ -27,6 +27,7 @@ struct SeenPicture {
 struct ViewerNotes {
   SeenPicture picture;
   int pictures = 0;
+  int keyFrames = 0;
   // Of encoded pictures; -1 when one carried none.
   std::vector<int> minPlayoutDelaysMs;
   std::vector<int> maxPlayoutDelaysMs;
@@ -54,6 +55,9 @@ class ViewerPeer {
   void openChannel(const std::string& label);
   // On a channel opened by either side; false when there is no such channel open.
   bool send(const std::string& label, const std::vector<uint8_t>& message, bool binary);
+
+  // As after a loss. Once the host's track has come.
+  void askForKeyFrame();
 
   // Guarded by the noticeboard.
   const ViewerNotes& notes() const;

@@ -1,0 +1,96 @@
+#include "platform/webrtc/settling_encoder.h"
+
+#include <api/video/video_frame.h>
+#include <modules/video_coding/include/video_codec_interface.h>
+#include <modules/video_coding/include/video_error_codes.h>
+#include <modules/video_coding/utility/vp8_constants.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "platform/webrtc/settled_picture_gate.h"
+
+namespace tovalin {
+namespace {
+
+// The library calls all of it on the encoder's queue.
+class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
+ public:
+  explicit SettlingEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder)
+      : encoder_(std::move(encoder)) {}
+
+  using webrtc::VideoEncoder::InitEncode;
+  int InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) override {
+    gate_ = {};
+    return encoder_->InitEncode(codec, settings);
+  }
+
+  int32_t Release() override {
+    gate_ = {};
+    return encoder_->Release();
+  }
+
+  int32_t RegisterEncodeCompleteCallback(webrtc::EncodedImageCallback* callback) override {
+    receiver_ = callback;
+    return encoder_->RegisterEncodeCompleteCallback(callback == nullptr ? nullptr : this);
+  }
+
+  int32_t Encode(const webrtc::VideoFrame& frame,
+                 const std::vector<webrtc::VideoFrameType>* types) override {
+    const bool keyFrameWanted =
+        types != nullptr &&
+        std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
+    const SettledPictureGate::Time now(frame.timestamp_us());
+    const bool changed = !frame.update_rect().IsEmpty();
+    // Not reported as dropped: the library notices by itself which frames an encoder has passed
+    // over, and would count this one twice.
+    if (gate_.judge(now, changed, keyFrameWanted) == SettledPictureGate::Verdict::skip) {
+      return WEBRTC_VIDEO_CODEC_OK;
+    }
+    // The library's VP8 encoder lets repeats go by too, with less care: it forgets the changes that
+    // it dropped to keep to the bitrate. Told of no repeats it encodes what it is given.
+    webrtc::VideoFrame anyFrame = frame;
+    anyFrame.clear_update_rect();
+    return encoder_->Encode(anyFrame, types);
+  }
+
+  void OnLossNotification(const LossNotification& loss) override {
+    gate_ = {};
+    encoder_->OnLossNotification(loss);
+  }
+
+  // A change of the rates needs no picture of its own: a settled one cannot become sharper, and
+  // whether the next one is still sharp shows in its quantiser.
+  void SetRates(const RateControlParameters& rates) override { encoder_->SetRates(rates); }
+
+  void SetFecControllerOverride(webrtc::FecControllerOverride* fec) override {
+    encoder_->SetFecControllerOverride(fec);
+  }
+  void OnPacketLossRateUpdate(float loss) override { encoder_->OnPacketLossRateUpdate(loss); }
+  void OnRttUpdate(int64_t milliseconds) override { encoder_->OnRttUpdate(milliseconds); }
+  EncoderInfo GetEncoderInfo() const override { return encoder_->GetEncoderInfo(); }
+
+ private:
+  Result OnEncodedImage(const webrtc::EncodedImage& image,
+                        const webrtc::CodecSpecificInfo* codec) override {
+    // A key frame begins anew, however fine its quantiser.
+    gate_.encoded(image._frameType != webrtc::VideoFrameType::kVideoFrameKey && image.qp_ >= 0 &&
+                  image.qp_ <= webrtc::kVp8SteadyStateQpThreshold);
+    return receiver_->OnEncodedImage(image, codec);
+  }
+
+  void OnDroppedFrame(DropReason reason) override { receiver_->OnDroppedFrame(reason); }
+
+  const std::unique_ptr<webrtc::VideoEncoder> encoder_;
+  webrtc::EncodedImageCallback* receiver_ = nullptr;
+  SettledPictureGate gate_;
+};
+
+}  // namespace
+
+std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder) {
+  return std::make_unique<SettlingEncoder>(std::move(encoder));
+}
+
+}  // namespace tovalin
