@@ -15,7 +15,7 @@ import { cpuSeconds, residentMb, row } from './process_figures.mjs';
 const kSize = '1920x1080';
 const kSceneMs = 20000;
 const kVisits = 11;
-const kSettlingFrames = 20; // ten seconds of a static screen
+const kSettlingFrames = 36; // some twenty seconds of a static screen
 // A line of text at each of 30 frames a second, as `tail -f` of a busy log would show.
 const kScroll = `
   let n = 0;
@@ -98,7 +98,7 @@ try {
   await phone.live();
   await phone.pictureIs(desktop.size);
   host.closePairingWindow();
-  // The first seconds go into sharpening the picture and probing the network.
+  // The first fifteen seconds go into sharpening the picture and probing the network.
   await phone.nextFrames(kSettlingFrames);
   const still = await measure(host, phone);
   row('CPU, static screen', still.cpu, '% of a core', '2');
