@@ -1,5 +1,8 @@
 #include "app/tovalin_host_app.h"
 
+#include <chrono>
+#include <thread>
+
 #include "platform/weak_task.h"
 
 namespace tovalin {
@@ -9,6 +12,9 @@ constexpr double kOnboardingDelaySeconds = 1.5;
 // At login the desktop's tray comes up beside this program; one that is not there by now is taken
 // for none.
 constexpr double kTrayPatienceSeconds = 5;
+
+// A hold lasts as long as one picture takes to be handed on; more would be a fault.
+constexpr std::chrono::seconds kEndPatience{2};
 
 }  // namespace
 
@@ -24,7 +30,15 @@ TovalinHostApp::TovalinHostApp(const HostPlatform& platform)
   scheduleTrayCheck();
 }
 
-TovalinHostApp::~TovalinHostApp() = default;
+// A picture that is on its way holds the controller for a moment. Were that hold the last one, the
+// controller would end on the capture's thread, beside the end of everything that it uses.
+TovalinHostApp::~TovalinHostApp() {
+  const auto end = std::chrono::steady_clock::now() + kEndPatience;
+  while (controller_.use_count() > 1 && std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+  controller_.reset();
+}
 
 void TovalinHostApp::showScene() {
   HostControllerRegistry::shared = controller_;

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+#include <thread>
+
 #include "tests/unit/app/host_fixture.h"
 
 namespace tovalin {
@@ -123,6 +127,26 @@ TEST_F(TovalinHostAppTest, PairingWindowGoesFromThePermissionsThroughThePinToThe
   serverSays({{"type", "device-paired"}, {"deviceName", "Ada's phone"}});
   EXPECT_EQ(windows_.pairing.step, PairingStep::done);
   EXPECT_EQ(windows_.pairing.title, "Ada's phone is connected");
+}
+
+TEST_F(TovalinHostAppTest, ControllerHasEndedWhenTheAppHasEvenIfAPictureHeldItMeanwhile) {
+  startApp();
+  const std::weak_ptr<HostController> controller = HostControllerRegistry::shared;
+  std::promise<void> held;
+  std::promise<void> ending;
+  std::thread picture([&, isEnding = ending.get_future()]() mutable {
+    auto hold = controller.lock();
+    held.set_value();
+    isEnding.wait();
+    // Longer than the app needs to end, were it not to wait.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    hold.reset();
+  });
+  held.get_future().wait();
+  ending.set_value();
+  app_.reset();
+  EXPECT_TRUE(controller.expired());
+  picture.join();
 }
 
 }  // namespace
