@@ -92,7 +92,7 @@ try {
   row('CPU, no viewer', idle.cpu, '% of a core', '0.3');
   row('resident, no viewer', idle.memory, 'MB', '');
 
-  const phone = keep(await Phone.start({ width: 1920, height: 1080 }));
+  const phone = keep(await Phone.start({ viewport: { width: 1920, height: 1080 } }));
   await phone.open(server.pageAddress);
   await phone.pair(await host.pin());
   await phone.live();

@@ -76,7 +76,7 @@ for (const scheme of ['light', 'dark']) {
     async visit({ desktop, host, server, keep, name }) {
       await desktop.code();
       await shoot(desktop, 'Tovalin', name('pairing-connect'));
-      const phone = keep(await Phone.start({ width: 390, height: 780 }));
+      const phone = keep(await Phone.start({ viewport: { width: 390, height: 780 } }));
       await phone.open(server.pageAddress);
       await phone.pair(await host.pin());
       await phone.live();

@@ -18,13 +18,16 @@ export class Phone {
   /** Errors of the page's scripts, and every breach of its content policy. */
   complaints = [];
 
-  static async start(viewport) {
+  /** `viewport` in CSS pixels, `scale` device pixels to each of them. With `touch` it is a phone. */
+  static async start({ viewport, touch = false, scale = 1 }) {
     const phone = new Phone();
     phone.#server = await chromium.launchServer({
       executablePath: '/usr/bin/chromium', args: kFlags, host: '127.0.0.1',
     });
     phone.#browser = await chromium.connect(phone.#server.wsEndpoint());
-    phone.#context = await phone.#browser.newContext({ viewport });
+    phone.#context = await phone.#browser.newContext({
+      viewport, deviceScaleFactor: scale, hasTouch: touch, isMobile: touch,
+    });
     phone.#context.setDefaultTimeout(kPatienceMs);
     return phone;
   }

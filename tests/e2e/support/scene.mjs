@@ -9,9 +9,11 @@ import { SignalServer } from './signal_server.mjs';
 
 /**
  * Everything a visit needs, ended with the test `t` whether it passes or fails. Each part is
- * started in turn, so that a failure names the one that is missing.
+ * started in turn, so that a failure names the one that is missing. `viewport`, `touch` and `scale`
+ * are the phone's; without them it is a browser with a mouse, as large as the desktop.
  */
-export async function openScene(t, { size = '1280x720', viewport, paired = true, attended = true } = {}) {
+export async function openScene(
+  t, { size = '1280x720', viewport, touch, scale, paired = true, attended = true } = {}) {
   const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-e2e-'));
   const parts = [];
   const scene = {
@@ -40,7 +42,7 @@ export async function openScene(t, { size = '1280x720', viewport, paired = true,
   await scene.server.start();
   scene.host = scene.keep(new Host(scene.desktop, path.join(folder, 'host')));
   await scene.host.start(scene.server.hostAddress, { paired, attended });
-  scene.phone = scene.keep(await Phone.start(viewport ?? scene.desktop.size));
+  scene.phone = scene.keep(await Phone.start({ viewport: viewport ?? scene.desktop.size, touch, scale }));
   return scene;
 }
 
