@@ -1,7 +1,8 @@
+import { ComputerStore } from './computer_store.js';
 import { Control } from './control.js';
 import { DeskView } from './desk_view.js';
 import { defaultDeviceName } from './device_name.js';
-import { DeviceStore } from './device_store.js';
+import { HomeView } from './home_view.js';
 import { Keyboard } from './keyboard.js';
 import { NoticeView } from './notice_view.js';
 import { parsePairLink } from './pair_link.js';
@@ -19,18 +20,29 @@ address.search = address.hash = '';
 const isMac = /Mac/.test(navigator.platform);
 const isTouch = matchMedia('(pointer: coarse)').matches;
 
+const store = new ComputerStore(() => localStorage);
 const control = new Control(() => session.channel);
 const keyboard = new Keyboard(control, isMac);
 const textField = new TextField(document.getElementById('typing'), keyboard);
 const pointer = new Pointer(control, (point) => desk.locate(point), () => keyboard.engage());
 const sheet = new UnlockSheet((password) => control.unlock(password), takeKeyboard);
-const desk = new DeskView({ showKeyboard: () => textField.focus(), leave: () => session.leave() });
+const desk = new DeskView({
+  showKeyboard: () => textField.focus(),
+  home: () => session.home(),
+  leave: () => session.leave(),
+});
 const pairing = new PairingView(
-  defaultDeviceName(navigator.userAgent, navigator.maxTouchPoints),
-  (pin, name) => session.pair({ pin }, name));
-const notice = new NoticeView(() => session.join(), () => session.askForPin());
+  store.deviceName || defaultDeviceName(navigator.userAgent, navigator.maxTouchPoints),
+  { pair: (proof, name) => session.pair(proof, name), home: () => session.home() });
+const home = new HomeView({
+  open: (hostId) => session.open(hostId),
+  rename: (hostId, alias) => session.rename(hostId, alias),
+  forget: (hostId) => session.forget(hostId),
+  add: () => session.askForPin(),
+});
+const notice = new NoticeView(() => session.join(), () => session.home());
 
-const session = new Session(address.href, new DeviceStore(() => localStorage), {
+const session = new Session(address.href, store, {
   changed: showPhase,
   picture: (stream) => desk.setPicture(stream),
   locked: (locked) => {
@@ -40,7 +52,7 @@ const session = new Session(address.href, new DeviceStore(() => localStorage), {
 });
 
 function showPhase() {
-  const views = { pairing, notice, live: desk };
+  const views = { home, pairing, notice, live: desk };
   const wasLive = desk.isShown;
   for (const [phase, view] of Object.entries(views)) {
     if (phase === session.phase) view.show(session);

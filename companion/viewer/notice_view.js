@@ -1,6 +1,6 @@
 import { noticeFor } from './notices.js';
 
-/** What is going on when there is no picture. `again()` is the main button's, `pair()` the other's. */
+/** What is going on when there is no picture. `again()` is the main button's, `home()` the other's. */
 export class NoticeView {
   #root = document.getElementById('notice');
   #title = document.getElementById('notice-title');
@@ -8,9 +8,9 @@ export class NoticeView {
   #busy = document.getElementById('notice-busy');
   #action = document.getElementById('notice-action');
 
-  constructor(again, pair) {
+  constructor(again, home) {
     this.#action.addEventListener('click', again);
-    document.getElementById('pair-anew').addEventListener('click', pair);
+    document.getElementById('notice-home').addEventListener('click', home);
   }
 
   show({ notice, hostName }) {

@@ -53,11 +53,29 @@ export function noticeFor(key, host = '') {
 const kPairingTroubles = {
   'wrong-pin': 'That PIN is not right, or it has expired. Check the computer’s screen.',
   'bad-link': 'This link has been used or has expired. Enter the PIN instead.',
-  'locked-out': 'Too many wrong PINs. Wait a minute, then try again.',
+  'locked-out': 'Too many wrong tries. Wait a minute, then try again.',
   'host-offline': 'The computer is offline just now. The PIN stays valid: try again in a moment.',
   'no-server': 'No connection to the server. Check that this device is online.',
   'unknown-device': 'The computer no longer knows this device. Pair it again.',
 };
+
+const kPresences = {
+  online: 'Online',
+  offline: 'Offline',
+  busy: 'In use by another device',
+  'unknown-device': 'No longer paired',
+};
+
+/** The words for a computer's state in the list; none while it is not known. */
+export function presenceWords(state) {
+  return kPresences[state] ?? '';
+}
+
+/** While the server looks at no try from here. */
+export function lockedOutWords(seconds) {
+  const wait = seconds === 1 ? '1 second' : `${seconds} seconds`;
+  return `Too many wrong tries. You can try again in ${wait}.`;
+}
 
 export function pairingTrouble(key) {
   return kPairingTroubles[key] ?? 'Pairing did not work. Start it again at the computer.';

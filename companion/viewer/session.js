@@ -1,3 +1,5 @@
+import { nameOf, proofOf } from './computer_store.js';
+import { Presence } from './presence.js';
 import { SignalSocket } from './signal_socket.js';
 import { Visit } from './visit.js';
 
@@ -7,9 +9,11 @@ const kByeMs = 1000; // a "bye" and the end of the connection race each other on
 const kOfflineRetryMs = 5000;
 
 /**
- * From opening the page to the picture: pairing, joining, and one visit after another. It decides
- * what happens next and draws nothing. `phase` is one of
- *   pairing  the person has to enter a PIN; `trouble` says what went wrong, if anything
+ * From opening the page to the picture: pairing, the list of computers, joining, and one visit after
+ * another. It decides what happens next and draws nothing. `phase` is one of
+ *   home     the list of `computers`; `stateOf` tells who is there, `serverAway` why nobody knows
+ *   pairing  the person has to enter a PIN; `trouble` says what went wrong, if anything, and
+ *            `retryAfter` in how many seconds the next try is looked at
  *   notice   `notice` says what is going on (see notices.js)
  *   live     the picture is there; `unsteady` while it is interrupted
  * `view`: changed(session), picture(stream), locked(bool). `world` brings sockets, peers and timers.
@@ -18,6 +22,8 @@ export class Session {
   phase = 'notice';
   notice = 'connecting';
   trouble = '';
+  retryAfter = 0;
+  serverAway = false;
   unsteady = false;
   pairing = false; // a pairing request is under way
 
@@ -25,6 +31,8 @@ export class Session {
   #view;
   #world;
   #socket;
+  #presence = new Presence();
+  #hostId = ''; // of the computer that is visited, or was last
   #visit = null;
   #iceServers = [];
   #request = null; // the pairing request to send as soon as the socket is open
@@ -45,7 +53,16 @@ export class Session {
   }
 
   get hostName() {
-    return this.#store.device?.hostName ?? '';
+    return nameOf(this.#store.find(this.#hostId));
+  }
+
+  get computers() {
+    return this.#store.all;
+  }
+
+  /** "online", "offline", "busy", "unknown-device", or empty while nothing is known. */
+  stateOf(hostId) {
+    return this.#presence.of(hostId);
   }
 
   get channel() {
@@ -56,18 +73,50 @@ export class Session {
     return this.#visit ? this.#visit.stats() : null;
   }
 
+  /** Somebody with one computer wants to see it, not a list. */
   start() {
-    if (this.#store.device) this.join();
-    else this.askForPin();
+    const [first, ...others] = this.#store.all;
+    if (first && others.length === 0) this.open(first.hostId);
+    else this.home();
+  }
+
+  /** Shows the list, or the pairing screen where it would be empty; whatever was going on ends. */
+  home() {
+    if (this.#store.all.length === 0) return this.askForPin();
+    this.#endVisit();
+    this.#request = null;
+    this.pairing = false;
+    this.#presence.clear();
+    this.#show('home');
+    this.#socket.restart();
+  }
+
+  open(hostId) {
+    this.#hostId = hostId;
+    this.join();
+  }
+
+  rename(hostId, alias) {
+    this.#store.rename(hostId, alias);
+    this.#view.changed(this);
+  }
+
+  /** The computer is told too, now or when the server is next in sight. */
+  forget(hostId) {
+    this.#store.forget(hostId);
+    this.#sendFarewells();
+    if (this.#store.all.length === 0) this.askForPin();
+    else this.#view.changed(this);
   }
 
   /** Shows the pairing screen; whatever was going on ends. */
-  askForPin(trouble = '') {
+  askForPin(trouble = '', retryAfter = 0) {
     this.#endVisit();
     this.#socket.close();
     this.#request = null;
     this.pairing = false;
     this.trouble = trouble;
+    this.retryAfter = retryAfter;
     this.#show('pairing');
   }
 
@@ -75,7 +124,9 @@ export class Session {
   pair(proof, deviceName) {
     this.#endVisit();
     this.trouble = '';
+    this.retryAfter = 0;
     this.pairing = true;
+    this.#store.callDevice(deviceName);
     this.#request = { type: 'pair', ...proof, deviceName };
     this.#show('pairing');
     this.#socket.restart();
@@ -98,22 +149,37 @@ export class Session {
   }
 
   #opened() {
+    this.serverAway = false;
+    this.#sendFarewells();
     if (this.#request) return this.#socket.send(this.#request);
+    if (this.phase === 'home') {
+      this.#socket.send(this.#presence.request(this.#store.all));
+      return this.#view.changed(this);
+    }
     // The server has lost sight of a visit that is still going on: it must not start a new one.
     this.#sendJoin(this.phase === 'live');
   }
 
   #sendJoin(resume) {
-    const { hostId, deviceId, deviceKey } = this.#store.device;
-    this.#socket.send({ type: 'join', hostId, deviceId, deviceKey, ...(resume && { resume }) });
+    const proof = proofOf(this.#store.find(this.#hostId));
+    this.#socket.send({ type: 'join', ...proof, ...(resume && { resume }) });
+  }
+
+  #sendFarewells() {
+    for (const computer of this.#store.farewells) {
+      this.#socket.send({ type: 'forget', ...proofOf(computer) });
+    }
   }
 
   #dropped() {
     this.#attached = false;
+    this.serverAway = true;
+    this.#presence.clear();
     this.#cancel('retry');
     if (this.#request) return this.askForPin('no-server');
     // A visit lives on its own connection, with or without the server.
     if (this.phase === 'live') return;
+    if (this.phase === 'home') return this.#view.changed(this);
     this.#endVisit();
     this.#show('notice', 'no-server');
   }
@@ -123,7 +189,11 @@ export class Session {
       case 'paired':
         return this.#paired(message);
       case 'pair-failed':
-        return this.#pairFailed(message.reason);
+        return this.#pairFailed(message);
+      case 'presence':
+        return this.#present(message);
+      case 'forgotten':
+        return this.#store.farewellTold(message.hostId);
       case 'joined':
         return this.#joined(message);
       case 'join-failed':
@@ -145,6 +215,7 @@ export class Session {
 
   #paired(device) {
     this.#store.remember(device);
+    this.#hostId = device.hostId;
     this.#request = null;
     this.pairing = false;
     this.#socket.settled();
@@ -152,9 +223,16 @@ export class Session {
     this.#sendJoin(false);
   }
 
-  #pairFailed(reason) {
+  #pairFailed({ reason, retryAfter }) {
     // A link cannot be mistyped, only be old.
-    this.askForPin(reason === 'wrong-pin' && this.#request?.token ? 'bad-link' : reason);
+    const trouble = reason === 'wrong-pin' && this.#request?.token ? 'bad-link' : reason;
+    this.askForPin(trouble, Number.isFinite(retryAfter) ? retryAfter : 0);
+  }
+
+  #present(message) {
+    this.#socket.settled();
+    this.#presence.heard(message);
+    if (this.phase === 'home') this.#view.changed(this);
   }
 
   #joined({ iceServers }) {
@@ -177,7 +255,7 @@ export class Session {
     // A live visit needs no server; whatever is wrong shows when it is over.
     if (this.phase === 'live') return;
     if (reason !== 'unknown-device') return this.#stop('busy');
-    this.#store.forget();
+    this.#store.forget(this.#hostId, { silently: true });
     this.askForPin('unknown-device');
   }
 
@@ -214,6 +292,7 @@ export class Session {
   #connected() {
     this.#cancel('offer', 'unsteady');
     this.unsteady = false;
+    this.#store.used(this.#hostId);
     this.#show('live');
   }
 

@@ -1,11 +1,8 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { defaultDeviceName } from '../../../companion/viewer/device_name.js';
-import { DeviceStore } from '../../../companion/viewer/device_store.js';
-import { noticeFor, pairingTrouble } from '../../../companion/viewer/notices.js';
+import { lockedOutWords, noticeFor, pairingTrouble, presenceWords } from '../../../companion/viewer/notices.js';
 import { parsePairLink } from '../../../companion/viewer/pair_link.js';
-
-const kDevice = { hostId: 'h', hostName: 'Study', deviceId: 'd', deviceKey: 'k' };
 
 for (const [agent, touches, name] of [
   ['Mozilla/5.0 (iPhone; CPU iPhone OS 18_0 like Mac OS X) AppleWebKit/605.1.15 Version/18.0 Mobile/15E148 Safari/604.1', 5, 'iPhone, Safari'],
@@ -22,52 +19,28 @@ for (const [agent, touches, name] of [
   });
 }
 
-for (const [fragment, expected] of [
-  ['#host=h1&token=t1', { host: 'h1', token: 't1', name: '' }],
-  ['#host=h1&token=t1&name=My%20PC', { host: 'h1', token: 't1', name: 'My PC' }],
-  ['#host=h1', null],
-  ['#host=&token=t1', null],
-  ['', null],
+for (const text of [
+  'tovalin://pair?host=h1&token=t1&name=My%20PC',
+  '  TOVALIN://pair/?host=h1&token=t1&name=My+PC\n',
+  'https://example.org/deep/#host=h1&token=t1&name=My%20PC',
+  '#host=h1&token=t1&name=My%20PC',
 ]) {
-  test(`the fragment "${fragment}" is ${expected ? 'a pairing link' : 'none'}`, () => {
-    assert.deepEqual(parsePairLink(fragment), expected);
+  test(`"${text.trim()}" is a pairing link`, () => {
+    assert.deepEqual(parsePairLink(text), { host: 'h1', token: 't1', name: 'My PC' });
   });
 }
 
-function storage(text = null) {
-  return {
-    text,
-    getItem() { return this.text; },
-    setItem(key, value) { this.text = value; },
-    removeItem() { this.text = null; },
-  };
-}
-
-test('a device is remembered across page loads and forgotten on request', () => {
-  const kept = storage();
-  new DeviceStore(() => kept).remember({ ...kDevice, type: 'paired' });
-  const reloaded = new DeviceStore(() => kept);
-  assert.deepEqual(reloaded.device, kDevice);
-  reloaded.forget();
-  assert.equal(reloaded.device, null);
-  assert.equal(new DeviceStore(() => kept).device, null);
-});
-
-for (const text of ['not json', 'null', '[]', '{"hostId":"h"}', '{"hostId":1,"hostName":"","deviceId":"","deviceKey":""}']) {
-  test(`a stored ${text} counts as not paired`, () => {
-    assert.equal(new DeviceStore(() => storage(text)).device, null);
+for (const text of [
+  '', '#', '#host=h1', '#host=&token=t1', '402715', 'host=h1&token=t1', 'tovalin://pair?host=h1',
+  'https://example.org/?host=h1&token=t1', 'tovalin://join?host=h1&token=t1',
+]) {
+  test(`"${text}" is no pairing link`, () => {
+    assert.equal(parsePairLink(text), null);
   });
 }
 
-test('where the browser forbids storage the pairing lasts as long as the page', () => {
-  const store = new DeviceStore(() => {
-    throw new Error('forbidden');
-  });
-  assert.equal(store.device, null);
-  store.remember(kDevice);
-  assert.deepEqual(store.device, kDevice);
-  store.forget();
-  assert.equal(store.device, null);
+test('a link without a name has an empty one', () => {
+  assert.equal(parsePairLink('#host=h1&token=t1').name, '');
 });
 
 test('notices name the computer where its name is known', () => {
@@ -78,4 +51,14 @@ test('notices name the computer where its name is known', () => {
 
 test('a trouble nobody foresaw still has words', () => {
   assert.match(pairingTrouble('server-error'), /did not work/);
+});
+
+test('the wait of a lock-out is counted in words', () => {
+  assert.match(lockedOutWords(42), /in 42 seconds\.$/);
+  assert.match(lockedOutWords(1), /in 1 second\.$/);
+});
+
+test('a state of a computer has words, an unknown one has none', () => {
+  assert.equal(presenceWords('busy'), 'In use by another device');
+  assert.equal(presenceWords(''), '');
 });

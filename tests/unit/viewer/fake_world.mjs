@@ -33,6 +33,19 @@ export class FakeClock {
   }
 }
 
+/** Stands for localStorage. `values` are stored as JSON. */
+export class FakeStorage {
+  items = new Map();
+
+  constructor(values = {}) {
+    for (const [key, value] of Object.entries(values)) this.items.set(key, JSON.stringify(value));
+  }
+
+  getItem = (key) => this.items.get(key) ?? null;
+  setItem = (key, text) => this.items.set(key, text);
+  removeItem = (key) => this.items.delete(key);
+}
+
 /** Stands for SignalSocket: the test plays the server. */
 export class FakeSignalSocket {
   sent = [];

@@ -1,19 +1,15 @@
 import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
-import { DeviceStore } from '../../../companion/viewer/device_store.js';
+import { ComputerStore } from '../../../companion/viewer/computer_store.js';
 import { Session } from '../../../companion/viewer/session.js';
-import { FakeClock, FakeSignalSocket, FakeVisit } from './fake_world.mjs';
+import { FakeClock, FakeSignalSocket, FakeStorage, FakeVisit } from './fake_world.mjs';
 
 const kDevice = { hostId: 'h1', hostName: 'Study', deviceId: 'd1', deviceKey: 'k1' };
 
-let clock, socket, visits, kept, store, locks, pictures, session;
+let clock, socket, visits, storage, store, locks, pictures, session;
 
 function open() {
-  store = new DeviceStore(() => ({
-    getItem: () => kept,
-    setItem: (_, value) => (kept = value),
-    removeItem: () => (kept = null),
-  }));
+  store = new ComputerStore(() => storage);
   session = new Session(
     'ws://server/viewer', store,
     {
@@ -38,7 +34,7 @@ beforeEach(() => {
   visits = [];
   locks = [];
   pictures = [];
-  kept = JSON.stringify(kDevice);
+  storage = new FakeStorage({ 'tovalin.computers': [kDevice] });
 });
 
 const says = (message) => socket.events.received(message);
@@ -63,7 +59,7 @@ function visitIsLive() {
 }
 
 test('a page that is not paired asks for the PIN and opens no connection', () => {
-  kept = null;
+  storage = new FakeStorage();
   open();
   assert.deepEqual(phase(), ['pairing', '']);
   assert.equal(socket.restarts, 0);
@@ -76,14 +72,15 @@ test('a paired page joins at once with what it remembers', () => {
 });
 
 test('pairing sends PIN and name, keeps the key and joins on the same connection', () => {
-  kept = null;
+  storage = new FakeStorage();
   open();
   session.pair({ pin: '402715' }, 'My phone');
   assert.equal(session.pairing, true);
   socket.events.opened();
   assert.deepEqual(socket.last, { type: 'pair', pin: '402715', deviceName: 'My phone' });
   says({ type: 'paired', ...kDevice });
-  assert.deepEqual(JSON.parse(kept), kDevice);
+  const { hostId, hostName, deviceId, deviceKey } = new ComputerStore(() => storage).find('h1');
+  assert.deepEqual({ hostId, hostName, deviceId, deviceKey }, kDevice);
   assert.deepEqual(socket.last, { type: 'join', hostId: 'h1', deviceId: 'd1', deviceKey: 'k1' });
   assert.equal(socket.restarts, 1);
   assert.equal(session.hostName, 'Study');
@@ -96,7 +93,7 @@ for (const [reason, proof, trouble] of [
   ['host-offline', { pin: '111111' }, 'host-offline'],
 ]) {
   test(`a pairing refused with ${reason} asks again and says ${trouble}`, () => {
-    kept = null;
+    storage = new FakeStorage();
     open();
     session.pair(proof, '');
     socket.events.opened();
@@ -108,7 +105,7 @@ for (const [reason, proof, trouble] of [
 }
 
 test('a pairing without a server says so and does not go on trying', () => {
-  kept = null;
+  storage = new FakeStorage();
   open();
   session.pair({ pin: '402715' }, '');
   socket.events.dropped();
@@ -218,7 +215,8 @@ test('a device the computer no longer knows has to pair again', () => {
   pairedPageOpens();
   says({ type: 'join-failed', reason: 'unknown-device' });
   assert.deepEqual(phase(), ['pairing', 'unknown-device']);
-  assert.equal(kept, null);
+  assert.deepEqual(new ComputerStore(() => storage).all, []);
+  assert.deepEqual(store.farewells, [], 'the computer knows already');
 });
 
 test('ended at the computer stays ended', () => {
@@ -279,7 +277,7 @@ for (const reason of ['busy', 'unknown-device']) {
     socket.events.opened();
     says({ type: 'join-failed', reason });
     assert.deepEqual(phase(), ['live', '']);
-    assert.notEqual(kept, null);
+    assert.equal(store.all.length, 1);
   });
 }
 
