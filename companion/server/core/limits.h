@@ -9,8 +9,13 @@ namespace tovalin::server {
 struct Limits {
   std::chrono::seconds pinLife{600};
 
-  int wrongTries = 5;                       // from one address, until it is locked out
-  std::chrono::seconds lockOut{60};         // also how long wrong tries are remembered
+  int wrongTries = 5;                // from one address, until it is locked out
+  std::chrono::seconds lockOut{60};  // also how long wrong tries are remembered
+  // From all addresses together. Whoever owns as many addresses as they like still has one chance
+  // in five thousand to hit a given PIN while it lives.
+  double wrongPinsAtOnce = 100;
+  double wrongPinsPerMinute = 10;
+
   std::chrono::seconds firstUseful{10};     // from connecting to `register`, `pair` or `join`
   std::chrono::seconds lostViewerGrace{5};  // a lost viewer's visit waits this long
 

@@ -38,6 +38,11 @@ bool Rooms::isOnline(const std::string& hostId) const {
   return found != rooms_.end() && found->second.host;
 }
 
+std::optional<ConnectionId> Rooms::connectionOf(const std::string& hostId) const {
+  const auto found = rooms_.find(hostId);
+  return found == rooms_.end() ? std::nullopt : found->second.host;
+}
+
 Rooms::Join Rooms::join(const std::string& hostId, const std::string& deviceId, ConnectionId viewer,
                         bool resume, const std::string& leaving, const Json& iceServers) {
   if (!isOnline(hostId)) return Join::hostOffline;

@@ -31,6 +31,9 @@ class Rooms {
 
   bool isOnline(const std::string& hostId) const;
 
+  // The host's connection; nothing while it is off line.
+  std::optional<ConnectionId> connectionOf(const std::string& hostId) const;
+
   // Begins, begins anew or (with `resume`) takes up a visit, and answers "joined". Other results
   // change nothing and answer nothing. `leaving` is the host this connection visits so far.
   Join join(const std::string& hostId, const std::string& deviceId, ConnectionId viewer,

@@ -76,6 +76,9 @@ class Switchboard {
 
   void fromViewer(ConnectionId id, Connection& from, const std::string& type, const Json& message);
   void pair(ConnectionId id, const Connection& from, const Json& message);
+  void countWrongPin();
+  // Whether the viewer and the host come from one address: the same household, most likely.
+  bool isNeighbour(const Connection& viewer, const std::string& hostId) const;
   void join(ConnectionId id, Connection& from, const Json& message);
 
   bool isFlood(ConnectionId id, Connection& from, std::size_t bytes);

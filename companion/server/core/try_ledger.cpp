@@ -2,12 +2,23 @@
 
 namespace tovalin::server {
 
+TryLedger::TryLedger(const Clock& clock, const Limits& limits)
+    : clock_(clock),
+      limits_(limits),
+      pins_(limits.wrongPinsAtOnce, limits.wrongPinsPerMinute / 60, clock.now()) {}
+
 std::optional<std::chrono::seconds> TryLedger::lockedOutFor(const std::string& address) const {
   const auto found = entries_.find(address);
   if (found == entries_.end() || !found->second.lockedUntil) return std::nullopt;
   const auto left = *found->second.lockedUntil - clock_.now();
   if (left <= left.zero()) return std::nullopt;
   return std::chrono::ceil<std::chrono::seconds>(left);
+}
+
+std::optional<std::chrono::seconds> TryLedger::pinsClosedFor() {
+  const auto wait = pins_.timeUntil(1, clock_.now());
+  if (wait <= wait.zero()) return std::nullopt;
+  return std::chrono::ceil<std::chrono::seconds>(wait);
 }
 
 void TryLedger::wrong(const std::string& address) {

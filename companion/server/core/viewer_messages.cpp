@@ -17,6 +17,12 @@ Json pairFailed(const char* reason) {
   return {{"type", "pair-failed"}, {"reason", reason}};
 }
 
+Json lockedOut(std::chrono::seconds wait) {
+  Json reply = pairFailed("locked-out");
+  reply["retryAfter"] = wait.count();
+  return reply;
+}
+
 Json joinFailed(const char* reason) {
   return {{"type", "join-failed"}, {"reason", reason}};
 }
@@ -52,19 +58,21 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
   const bool byToken = !pin && host && token;
   if (!byPin && !byToken) return tell(id, pairFailed("bad-request"));
 
-  if (const auto wait = tries_.lockedOutFor(from.address)) {
-    Json reply = pairFailed("locked-out");
-    reply["retryAfter"] = wait->count();
-    return tell(id, reply);
-  }
+  if (const auto wait = tries_.lockedOutFor(from.address)) return tell(id, lockedOut(*wait));
   std::optional<std::string> hostId;
   if (byPin) {
     hostId = pins_.hostOf(*pin);
+    const auto wait = tries_.pinsClosedFor();
+    if (wait && !(hostId && isNeighbour(from, *hostId))) {
+      tries_.wrong(from.address);  // a right PIN too, or the answers would tell which is right
+      return tell(id, lockedOut(*wait));
+    }
   } else if (pins_.holds(*host, *token)) {
     hostId = host;
   }
   if (!hostId) {
     tries_.wrong(from.address);
+    if (byPin) countWrongPin();
     ports_.log("pairing refused, wrong PIN or token");
     return tell(id, pairFailed("wrong-pin"));
   }
@@ -90,6 +98,18 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
   Json notice{{"type", "device-paired"}};
   if (!deviceName.empty()) notice["deviceName"] = deviceName;
   rooms_.tellHost(*hostId, notice);
+}
+
+void Switchboard::countWrongPin() {
+  tries_.wrongPin();
+  if (tries_.pinsClosedFor()) ports_.log("too many wrong PINs from everywhere, PINs are held up");
+}
+
+bool Switchboard::isNeighbour(const Connection& viewer, const std::string& hostId) const {
+  const auto host = rooms_.connectionOf(hostId);
+  const auto found = host ? connections_.find(*host) : connections_.end();
+  return found != connections_.end() && !viewer.address.empty() &&
+         found->second.address == viewer.address;
 }
 
 void Switchboard::join(ConnectionId id, Connection& from, const Json& message) {
