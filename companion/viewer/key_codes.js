@@ -64,15 +64,33 @@ export function virtualKey({ code = '', key }) {
 
 export const isModifier = (code) => code in kModifiers;
 
-const kFlags = [
-  ['CapsLock', 0x10000],
-  ['Shift', 0x20000],
-  ['Control', 0x40000],
-  ['Alt', 0x80000],
-  ['Meta', 0x100000],
-];
+const kFlags = { CapsLock: 0x10000, Shift: 0x20000, Control: 0x40000, Alt: 0x80000, Meta: 0x100000 };
+
+/** The bit of a modifier in the host's flag mask. */
+export const flagOf = (name) => kFlags[name];
 
 /** The modifiers held during a keyboard event, as the host's flag mask. */
 export function modifierFlags(event) {
-  return kFlags.reduce((mask, [name, flag]) => (event.getModifierState(name) ? mask | flag : mask), 0);
+  return Object.keys(kFlags).reduce(
+    (mask, name) => (event.getModifierState(name) ? mask | kFlags[name] : mask), 0);
+}
+
+// Characters to keys of the most common layout; a phone's keyboard does not tell which one it is.
+const kPlaces = new Map(Object.entries({
+  '=': 'Equal', '-': 'Minus', ']': 'BracketRight', '[': 'BracketLeft', "'": 'Quote',
+  ';': 'Semicolon', '\\': 'Backslash', ',': 'Comma', '/': 'Slash', '.': 'Period',
+  '`': 'Backquote', ' ': 'Space', '\n': 'Enter', '\t': 'Tab',
+}));
+const kShifted = {
+  '+': '=', _: '-', '}': ']', '{': '[', '"': "'", ':': ';', '|': '\\', '<': ',', '?': '/',
+  '>': '.', '~': '`', '!': '1', '@': '2', '#': '3', $: '4', '%': '5', '^': '6', '&': '7',
+  '*': '8', '(': '9', ')': '0',
+};
+
+/** The key that makes a character, as { code, shift }, or null where no key is known for it. */
+export function keyFor(character) {
+  const plain = kShifted[character] ?? character.toLowerCase();
+  const places = [`Key${plain.toUpperCase()}`, `Digit${plain}`, kPlaces.get(plain)];
+  const code = places.map((place) => kCodes.get(place)).find((found) => found !== undefined);
+  return code === undefined ? null : { code, shift: plain !== character };
 }

@@ -3,12 +3,15 @@ import { Control } from './control.js';
 import { DeskView } from './desk_view.js';
 import { defaultDeviceName } from './device_name.js';
 import { HomeView } from './home_view.js';
+import { KeyBar } from './key_bar.js';
+import { isModifier } from './key_codes.js';
 import { Keyboard } from './keyboard.js';
 import { NoticeView } from './notice_view.js';
 import { parsePairLink } from './pair_link.js';
 import { PairingView } from './pairing_view.js';
 import { Pointer } from './pointer.js';
 import { Session } from './session.js';
+import { SoftKeyboard } from './soft_keyboard.js';
 import { TextField } from './text_field.js';
 import { UnlockSheet } from './unlock_sheet.js';
 
@@ -21,10 +24,21 @@ const isMac = /Mac/.test(navigator.platform);
 const isTouch = matchMedia('(pointer: coarse)').matches;
 
 const store = new ComputerStore(() => localStorage);
+// Apple's phones compose only what will be exchanged for something else, as desktops do.
+const composesWords = isTouch && !/iPhone|iPad|Mac/.test(navigator.platform);
+
 const control = new Control(() => session.channel);
-const keyboard = new Keyboard(control, isMac);
-const textField = new TextField(document.getElementById('typing'), keyboard);
-const pointer = new Pointer(control, (point) => desk.locate(point), () => keyboard.engage());
+const typing = document.getElementById('typing');
+const keyboard = new Keyboard(control, {
+  isMac,
+  fieldWants: ({ target, code }) => target === typing && (isTouch || !code),
+});
+const textField = new TextField(typing, keyboard, composesWords);
+const keyBar = new KeyBar(document.getElementById('keys'), keyboard, () => textField.leave());
+const pointer = new Pointer(control, (point) => desk.locate(point), () => {
+  textField.leave();
+  keyboard.engage();
+});
 const sheet = new UnlockSheet((password) => control.unlock(password), takeKeyboard);
 const desk = new DeskView({
   showKeyboard: () => textField.focus(),
@@ -73,12 +87,21 @@ function releaseAll() {
   keyboard.releaseAll();
 }
 
+if (isTouch) {
+  typing.addEventListener('focus', () => keyBar.show());
+  typing.addEventListener('blur', () => keyBar.hide());
+}
+// The focus stays when a phone's keyboard is put away, and then could not call it up again.
+new SoftKeyboard(visualViewport, document.documentElement, () => textField.blur());
+
 pointer.attach(desk.video);
 desk.video.addEventListener('pointerdown', takeKeyboard);
 
 const keysAreTheirs = () => desk.isShown && !sheet.isOpen;
 addEventListener('keydown', (event) => {
-  if (keysAreTheirs() && keyboard.keyDown(event)) event.preventDefault();
+  if (!keysAreTheirs() || !keyboard.keyDown(event)) return;
+  event.preventDefault();
+  if (!isModifier(event.code)) textField.leave();
 });
 addEventListener('keyup', (event) => {
   if (keysAreTheirs() && keyboard.keyUp(event)) event.preventDefault();

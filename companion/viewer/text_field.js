@@ -1,28 +1,41 @@
-// Something to delete, or a phone's backspace reports nothing. The caret stays behind it.
-const kFiller = '\u200b';
+import { TypedText } from './typed_text.js';
+
+// Long enough for a keyboard to correct the word before; then the computer's caret may have moved.
+const kPauseMs = 5000;
 
 /**
- * The invisible text field that receives what is not a plain key: compositions and dead keys, a
- * phone's keyboard, paste and drop.
+ * The invisible text field that receives what is not a plain key: a phone's keyboard, dictation,
+ * compositions and dead keys, paste and drop.
  */
 export class TextField {
   #field;
   #keyboard;
+  #typed;
+  #timers;
+  #pause = null;
+  #composing = false;
 
-  constructor(field, keyboard) {
+  /** `followsWords`: see TypedText. */
+  constructor(field, keyboard, followsWords, timers = globalThis) {
     this.#field = field;
     this.#keyboard = keyboard;
-    this.#clear();
-    field.addEventListener('beforeinput', (event) => this.#beforeInput(event));
+    this.#timers = timers;
+    this.#typed = new TypedText((remove, insert) => keyboard.edit(remove, insert), followsWords);
+    this.#fill(TypedText.blank);
+    field.addEventListener('compositionstart', () => {
+      this.#composing = true;
+    });
+    field.addEventListener('compositionupdate', ({ data }) => this.#typed.composing(data));
     field.addEventListener('compositionend', ({ data }) => {
-      this.#keyboard.type(data);
-      this.#clear();
+      this.#composing = false;
+      this.#typed.composed(data);
+      this.#changed();
     });
-    field.addEventListener('input', (event) => {
-      if (!event.isComposing) this.#clear();
-    });
+    field.addEventListener('input', () => this.#changed());
+    field.addEventListener('blur', () => this.leave());
     field.addEventListener('paste', (event) => {
       event.preventDefault();
+      this.leave();
       this.#keyboard.type(event.clipboardData.getData('text/plain'));
     });
   }
@@ -31,18 +44,35 @@ export class TextField {
     this.#field.focus({ preventScroll: true });
   }
 
-  #beforeInput(event) {
-    // A composition cannot be cancelled; its result comes with compositionend.
-    if (event.isComposing || event.inputType.includes('Composition')) return;
-    event.preventDefault();
-    const text = event.data ?? event.dataTransfer?.getData('text/plain');
-    if (text) this.#keyboard.type(text);
-    else if (event.inputType.startsWith('delete')) this.#keyboard.backspace();
-    else if (/^insert(LineBreak|Paragraph)$/.test(event.inputType)) this.#keyboard.type('\n');
+  blur() {
+    this.#field.blur();
   }
 
-  #clear() {
-    this.#field.value = kFiller;
-    this.#field.setSelectionRange(1, 1);
+  /**
+   * Before anything that may move the computer's caret: what is being composed is sent as it is,
+   * and no later correction reaches back to it.
+   */
+  leave() {
+    this.#timers.clearTimeout(this.#pause);
+    this.#typed.leave(this.#field.value);
+    this.#composing = false;
+    if (this.#field.value !== TypedText.blank) this.#fill(TypedText.blank);
+  }
+
+  #changed() {
+    this.#typed.changed(this.#field.value);
+    this.#timers.clearTimeout(this.#pause);
+    // A keyboard in mid-composition loses its place when the content changes under it.
+    if (this.#composing) return;
+    const tidied = this.#typed.tidied();
+    if (tidied !== null) this.#fill(tidied);
+    this.#pause = this.#timers.setTimeout(() => {
+      if (!this.#composing && !this.#typed.isInWord) this.leave();
+    }, kPauseMs);
+  }
+
+  #fill(content) {
+    this.#field.value = content;
+    this.#field.setSelectionRange(content.length, content.length);
   }
 }

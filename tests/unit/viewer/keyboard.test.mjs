@@ -99,7 +99,7 @@ test('Alt and a letter is a shortcut', () => {
 });
 
 test('on a Macintosh Option and a letter is text, and Option with an arrow is a shortcut', () => {
-  keyboard = new Keyboard(control, true);
+  keyboard = new Keyboard(control, { isMac: true });
   down('Alt', 'AltLeft', ['Alt']);
   down('å', 'KeyA', ['Alt']);
   sent('k å');
@@ -197,4 +197,21 @@ test('no two keys of a keyboard share a code', () => {
   const codes = places.map((code) => virtualKey({ code, key: '' }));
   assert.ok(codes.every((code) => Number.isInteger(code) && code >= 0 && code < 0x80));
   assert.equal(new Set(codes).size, places.length);
+});
+
+test('what a phone can correct is left to the text field', () => {
+  keyboard = new Keyboard(control, { fieldWants: () => true });
+  for (const [key, code] of [['a', ''], ['a', 'KeyA'], ['Backspace', ''], ['Enter', 'Enter']]) {
+    assert.equal(down(key, code), false, key);
+  }
+  sent();
+  assert.equal(down('ArrowLeft', ''), true);
+  assert.equal(down('a', 'KeyA', ['Control']), true);
+  assert.equal(down('Backspace', 'Backspace', ['Control']), true);
+  sent('key 7b down', 'key 0 down 40000', 'key 33 down 40000');
+});
+
+test('the key that ended a composition is not typed as well', () => {
+  assert.equal(down('Enter', 'Enter', [], { keyCode: 229 }), false);
+  sent();
 });
