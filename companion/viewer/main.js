@@ -2,11 +2,14 @@ import { ComputerStore } from './computer_store.js';
 import { Control } from './control.js';
 import { DeskView } from './desk_view.js';
 import { defaultDeviceName } from './device_name.js';
+import { FiguresView } from './figures_view.js';
 import { HomeView } from './home_view.js';
 import { KeyBar } from './key_bar.js';
 import { isModifier } from './key_codes.js';
 import { Keyboard } from './keyboard.js';
+import { LastPicture } from './last_picture.js';
 import { NoticeView } from './notice_view.js';
+import { PageLife } from './page_life.js';
 import { parsePairLink } from './pair_link.js';
 import { PairingView } from './pairing_view.js';
 import { Pointer } from './pointer.js';
@@ -14,6 +17,7 @@ import { Session } from './session.js';
 import { SoftKeyboard } from './soft_keyboard.js';
 import { TextField } from './text_field.js';
 import { UnlockSheet } from './unlock_sheet.js';
+import { WakeLock } from './wake_lock.js';
 
 // Beside the page, so that a proxy may serve both under any path.
 const address = new URL('viewer', location.href);
@@ -56,9 +60,14 @@ const home = new HomeView({
 });
 const notice = new NoticeView(() => session.join(), () => session.home());
 
+const figures = new FiguresView(() => session.report());
+const lastPicture = new LastPicture(desk.video);
+const wakeLock = new WakeLock();
+
 const session = new Session(address.href, store, {
   changed: showPhase,
   picture: (stream) => desk.setPicture(stream),
+  interrupted: () => lastPicture.keep(),
   locked: (locked) => {
     if (locked) releaseAll(); // what goes up while the sheet has the keyboard would be missed
     sheet.setLocked(locked);
@@ -72,6 +81,9 @@ function showPhase() {
     if (phase === session.phase) view.show(session);
     else view.hide();
   }
+  if (!session.isComing) lastPicture.drop();
+  wakeLock.want(desk.isShown);
+  figures.setLive(desk.isShown);
   document.title = desk.isShown && session.hostName ? session.hostName : 'Tovalin';
   if (wasLive && !desk.isShown) releaseAll();
   if (!wasLive && desk.isShown) takeKeyboard();
@@ -109,11 +121,8 @@ addEventListener('keyup', (event) => {
 
 addEventListener('blur', releaseAll);
 addEventListener('pagehide', releaseAll);
-addEventListener('online', () => session.hurry());
-document.addEventListener('visibilitychange', () => {
-  if (document.hidden) releaseAll();
-  else session.hurry();
-});
+document.addEventListener('visibilitychange', () => document.hidden && releaseAll());
+new PageLife((awayMs) => session.back(awayMs));
 
 function openLink() {
   const link = parsePairLink(location.hash);

@@ -7,6 +7,11 @@ const kNotices = {
     text: 'Trying again. Check that this device is online.',
     busy: true,
   },
+  'device-offline': {
+    title: 'This device is offline',
+    text: 'The screen opens as soon as there is a network.',
+    busy: true,
+  },
   waiting: { title: 'Opening the screen…', busy: true },
   reconnecting: { title: 'Reconnecting…', text: 'The picture was interrupted.', busy: true },
   'host-offline': {
@@ -29,6 +34,13 @@ const kNotices = {
     text: 'It is online but did not send its screen.',
     action: 'Try again',
   },
+  blocked: {
+    title: 'No way to the computer',
+    text:
+      'It is online, but this network or the computer’s lets no picture through. Try another ' +
+      'network, such as mobile data.',
+    action: 'Try again',
+  },
   ended: {
     title: 'Disconnected at the computer',
     text: 'The person at the computer ended the visit.',
@@ -41,6 +53,11 @@ const kNotices = {
   },
   left: { title: 'Disconnected', action: 'Connect again' },
 };
+
+/** Whether something is being tried without anybody's help. */
+export function isWaiting(key) {
+  return kNotices[key].busy === true;
+}
 
 /** The words for a notice; `host` takes the place of "the computer" where its name is known. */
 export function noticeFor(key, host = '') {

@@ -1,4 +1,6 @@
 import { nameOf, proofOf } from './computer_store.js';
+import { NamedTimers } from './named_timers.js';
+import { isWaiting } from './notices.js';
 import { Presence } from './presence.js';
 import { SignalSocket } from './signal_socket.js';
 import { Visit } from './visit.js';
@@ -7,6 +9,9 @@ const kOfferMs = 20000; // from "joined" to a picture; then the host is taken no
 const kUnsteadyMs = 8000; // a broken connection may recover by itself that long
 const kByeMs = 1000; // a "bye" and the end of the connection race each other on different ways
 const kOfflineRetryMs = 5000;
+const kProofMs = 3000; // a living visit, however still its picture, hears something within that time
+const kLongAwayMs = 10000; // connections may have died in their sleep, without a word
+const kTriesAfterLive = 3; // to reach a computer that was reached before; at first there is one
 
 /**
  * From opening the page to the picture: pairing, the list of computers, joining, and one visit after
@@ -16,7 +21,8 @@ const kOfflineRetryMs = 5000;
  *            `retryAfter` in how many seconds the next try is looked at
  *   notice   `notice` says what is going on (see notices.js)
  *   live     the picture is there; `unsteady` while it is interrupted
- * `view`: changed(session), picture(stream), locked(bool). `world` brings sockets, peers and timers.
+ * `view`: changed(session), picture(stream), locked(bool), and interrupted(): the picture that is
+ * there now is about to stop. `world` brings sockets, peers and timers.
  */
 export class Session {
   phase = 'notice';
@@ -36,13 +42,15 @@ export class Session {
   #visit = null;
   #iceServers = [];
   #request = null; // the pairing request to send as soon as the socket is open
-  #timers = new Map();
+  #timers;
+  #triesLeft = 1; // before the network between the two is said to be in the way
   #attached = false; // the server has us down as this host's viewer
 
   constructor(url, store, view, world = globalThis) {
     this.#store = store;
     this.#view = view;
     this.#world = world;
+    this.#timers = new NamedTimers(world);
     const make = world.makeSocket ?? ((events) => new SignalSocket(url, events));
     this.#socket = make({
       opened: () => this.#opened(),
@@ -63,6 +71,11 @@ export class Session {
   /** "online", "offline", "busy", "unknown-device", or empty while nothing is known. */
   stateOf(hostId) {
     return this.#presence.of(hostId);
+  }
+
+  /** A picture is there, or expected without anybody's help. */
+  get isComing() {
+    return this.phase === 'live' || (this.phase === 'notice' && isWaiting(this.notice));
   }
 
   get channel() {
@@ -133,19 +146,56 @@ export class Session {
   }
 
   join() {
-    this.#endVisit();
-    this.#request = null;
-    this.#show('notice', 'connecting');
-    this.#socket.restart();
+    this.#triesLeft = 1;
+    this.#begin('connecting');
   }
 
   leave() {
     this.#stop('left');
   }
 
-  /** The network or the page came back: no need to wait for the next attempt. */
-  hurry() {
+  /** Everything the browser tells of the visit so far; empty without one. */
+  async report() {
+    return this.#visit ? this.#visit.report() : [];
+  }
+
+  /**
+   * The page is in sight again after so many milliseconds, or (0) the network is back. Nobody should
+   * have to touch anything: what died meanwhile is begun anew, what still waits waits no longer.
+   */
+  back(awayMs) {
+    if (this.phase === 'live') return this.#verify();
+    if (this.phase === 'notice' && !isWaiting(this.notice)) {
+      if (['blocked', 'no-answer'].includes(this.notice)) this.join();
+      return;
+    }
+    const isOverdue = awayMs >= kLongAwayMs || this.#timers.isRunning('retry');
+    if (this.phase === 'notice' && isOverdue) this.#begin(this.notice);
+    else if (this.phase === 'home' && isOverdue) this.#socket.restart();
+    else this.#socket.hurry();
+  }
+
+  #begin(notice) {
+    this.#endVisit();
+    this.#request = null;
+    this.#show('notice', notice);
+    this.#socket.restart();
+  }
+
+  // Neither end of a connection that died in its sleep says so: what comes in is the only proof.
+  async #verify() {
     this.#socket.hurry();
+    const visit = this.#visit;
+    const before = await visit.received();
+    if (visit !== this.#visit) return;
+    this.#timers.start('proof', kProofMs, async () => {
+      const after = await visit.received();
+      if (visit === this.#visit && after === before) this.#lost();
+    });
+    // The server answers with "joined" and does nothing else, unless it has lost sight of us.
+    if (!this.#attached) return;
+    this.#sendJoin(true);
+    this.#timers.start('server', kProofMs, () => this.#socket.renew());
   }
 
   #opened() {
@@ -175,16 +225,18 @@ export class Session {
     this.#attached = false;
     this.serverAway = true;
     this.#presence.clear();
-    this.#cancel('retry');
+    this.#timers.cancel('retry', 'server');
     if (this.#request) return this.askForPin('no-server');
     // A visit lives on its own connection, with or without the server.
     if (this.phase === 'live') return;
     if (this.phase === 'home') return this.#view.changed(this);
     this.#endVisit();
-    this.#show('notice', 'no-server');
+    const isOffline = this.#world.navigator?.onLine === false;
+    this.#show('notice', isOffline ? 'device-offline' : 'no-server');
   }
 
   #received(message) {
+    this.#timers.cancel('server');
     switch (message.type) {
       case 'paired':
         return this.#paired(message);
@@ -241,14 +293,15 @@ export class Session {
     this.#iceServers = Array.isArray(iceServers) ? iceServers : [];
     if (this.phase === 'live') return;
     this.#show('notice', 'waiting');
-    this.#after('offer', kOfferMs, () => this.#stop('no-answer'));
+    this.#timers.start('offer', kOfferMs, () =>
+      this.#visit ? this.#unreachable() : this.#stop('no-answer'));
   }
 
   #joinFailed(reason) {
     this.#socket.settled();
     if (reason === 'host-offline') {
       // After a restart of the server the host may simply be slower than we are.
-      this.#after('retry', kOfflineRetryMs, () => this.#sendJoin(this.phase === 'live'));
+      this.#timers.start('retry', kOfflineRetryMs, () => this.#sendJoin(this.phase === 'live'));
       if (this.phase !== 'live') this.#show('notice', 'host-offline');
       return;
     }
@@ -266,7 +319,8 @@ export class Session {
   }
 
   #hostBack() {
-    if (this.phase !== 'live' || this.unsteady) this.join();
+    if (this.phase !== 'live') this.#begin('connecting');
+    else if (this.unsteady) this.#lost();
   }
 
   async #offered({ sdp }) {
@@ -277,7 +331,7 @@ export class Session {
       picture: (stream) => current() && this.#view.picture(stream),
       connected: () => current() && this.#connected(),
       unsteady: () => current() && this.#becameUnsteady(),
-      failed: () => current() && this.#lost(),
+      failed: () => current() && (this.phase === 'live' ? this.#lost() : this.#unreachable()),
       hungUp: () => current() && this.#hungUp(),
     });
     this.#visit = visit;
@@ -290,7 +344,8 @@ export class Session {
   }
 
   #connected() {
-    this.#cancel('offer', 'unsteady');
+    this.#timers.cancel('offer', 'unsteady');
+    this.#triesLeft = kTriesAfterLive;
     this.unsteady = false;
     this.#store.used(this.#hostId);
     this.#show('live');
@@ -298,20 +353,26 @@ export class Session {
 
   #becameUnsteady() {
     this.unsteady = true;
-    this.#after('unsteady', kUnsteadyMs, () => this.#lost());
+    this.#timers.start('unsteady', kUnsteadyMs, () => this.#lost());
     this.#view.changed(this);
   }
 
   #lost() {
-    this.join();
-    this.#show('notice', 'reconnecting');
+    this.#begin('reconnecting');
+  }
+
+  // Both are in touch with the server, and yet no way leads from one to the other.
+  #unreachable() {
+    this.#triesLeft -= 1;
+    if (this.#triesLeft > 0) this.#lost();
+    else this.#stop('blocked');
   }
 
   // Without the server we cannot hear whether the person at the computer ended the visit; they may
   // have, so nobody comes back unasked.
   #hungUp() {
     if (!this.#attached) return this.#stop('ended');
-    this.#after('bye', kByeMs, () => this.#lost());
+    this.#timers.start('bye', kByeMs, () => this.#lost());
   }
 
   #stop(notice) {
@@ -323,32 +384,21 @@ export class Session {
   #endVisit() {
     this.#closeVisit();
     this.#attached = false;
-    this.#cancel(...this.#timers.keys());
+    this.#timers.cancelAll();
     this.#view.locked(false);
   }
 
   #closeVisit() {
+    if (this.phase === 'live' && this.#visit) this.#view.interrupted();
     this.#visit?.close();
     this.#visit = null;
     this.unsteady = false;
-    this.#cancel('unsteady', 'bye');
+    this.#timers.cancel('unsteady', 'bye', 'proof');
   }
 
   #show(phase, notice = '') {
     this.phase = phase;
     this.notice = notice;
     this.#view.changed(this);
-  }
-
-  #after(name, milliseconds, action) {
-    this.#cancel(name);
-    this.#timers.set(name, this.#world.setTimeout(action, milliseconds));
-  }
-
-  #cancel(...names) {
-    for (const name of names) {
-      this.#world.clearTimeout(this.#timers.get(name));
-      this.#timers.delete(name);
-    }
   }
 }

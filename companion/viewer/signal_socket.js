@@ -50,6 +50,17 @@ export class SignalSocket {
     this.open();
   }
 
+  /**
+   * A new connection in the place of one that seems dead. Nothing is said on the old one: heard after
+   * all, a goodbye would end the visit.
+   */
+  renew() {
+    const socket = this.#socket;
+    if (socket) socket.onopen = socket.onmessage = socket.onclose = null;
+    this.#socket = null;
+    this.restart();
+  }
+
   /** Tries at once instead of waiting, for instance because the network came back. */
   hurry() {
     if (this.#retry === null) return;

@@ -70,6 +70,19 @@ export class Visit {
     return { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived };
   }
 
+  /** Everything the browser tells of this connection, for the figures. */
+  async report() {
+    return [...(await this.#peer.getStats()).values()];
+  }
+
+  /** Grows as long as anything comes in: pictures, their reports, answers to "are you there". */
+  async received() {
+    const pairs = (await this.report()).filter(({ type }) => type === 'candidate-pair');
+    const count = ({ bytesReceived = 0, responsesReceived = 0, requestsReceived = 0 }) =>
+      bytesReceived + responsesReceived + requestsReceived;
+    return pairs.reduce((sum, pair) => sum + count(pair), 0);
+  }
+
   close() {
     this.#closed = true;
     this.#peer.close();

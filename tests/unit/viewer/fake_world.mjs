@@ -53,6 +53,7 @@ export class FakeSignalSocket {
   closed = true;
   settledCount = 0;
   hurried = 0;
+  renewals = 0;
 
   constructor(events) {
     this.events = events;
@@ -69,6 +70,10 @@ export class FakeSignalSocket {
 
   hurry() {
     this.hurried += 1;
+  }
+
+  renew() {
+    this.renewals += 1;
   }
 
   settled() {
@@ -90,7 +95,7 @@ export class FakeVisit {
   candidates = [];
   closed = false;
   channel = null;
-  refuse = false;
+  heard = 0; // grows when the test lets something come in
 
   constructor(iceServers, send, events) {
     Object.assign(this, { iceServers, send, events });
@@ -103,6 +108,10 @@ export class FakeVisit {
 
   addCandidate(message) {
     this.candidates.push(message);
+  }
+
+  async received() {
+    return this.heard;
   }
 
   close() {

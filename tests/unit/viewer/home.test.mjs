@@ -13,7 +13,7 @@ function open(...computers) {
   store = new ComputerStore(() => new FakeStorage({ 'tovalin.computers': computers }));
   session = new Session(
     'ws://server/viewer', store,
-    { changed: () => (changes += 1), picture: () => {}, locked: () => {} },
+    { changed: () => (changes += 1), picture: () => {}, interrupted: () => {}, locked: () => {} },
     {
       makeSocket: (events) => (socket = new FakeSignalSocket(events)),
       makeVisit: (...parts) => (visit = new FakeVisit(...parts)),

@@ -6,7 +6,7 @@ import { FakeClock, FakeSignalSocket, FakeStorage, FakeVisit } from './fake_worl
 
 const kDevice = { hostId: 'h1', hostName: 'Study', deviceId: 'd1', deviceKey: 'k1' };
 
-let clock, socket, visits, storage, store, locks, pictures, session;
+let clock, socket, visits, storage, store, locks, pictures, interruptions, session;
 
 function open() {
   store = new ComputerStore(() => storage);
@@ -15,6 +15,7 @@ function open() {
     {
       changed: () => {},
       picture: (stream) => pictures.push(stream),
+      interrupted: () => (interruptions += 1),
       locked: (locked) => locks.push(locked),
     },
     {
@@ -34,6 +35,7 @@ beforeEach(() => {
   visits = [];
   locks = [];
   pictures = [];
+  interruptions = 0;
   storage = new FakeStorage({ 'tovalin.computers': [kDevice] });
 });
 

@@ -173,3 +173,16 @@ for (const [what, data] of [
 test('a message keeps its fields', () => {
   assert.deepEqual(parseMessage('{"type":"lock","v":true}'), { type: 'lock', v: true });
 });
+
+test('a connection that seems dead is replaced without a word on it, and not heard any more', () => {
+  socket.open();
+  const [old] = sockets;
+  old.accept();
+  socket.renew();
+  assert.equal(old.closedWith, null);
+  sockets[1].accept();
+  old.fail(4001);
+  assert.deepEqual(heard, ['opened', 'opened']);
+  socket.send({ type: 'join' });
+  assert.deepEqual([old.sent.length, sockets[1].sent.length], [0, 1]);
+});
