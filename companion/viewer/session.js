@@ -164,7 +164,10 @@ export class Session {
    * have to touch anything: what died meanwhile is begun anew, what still waits waits no longer.
    */
   back(awayMs) {
-    if (this.phase === 'live') return this.#verify();
+    if (this.phase === 'live') {
+      this.#verifyPicture();
+      return this.#verifyServer();
+    }
     if (this.phase === 'notice' && !isWaiting(this.notice)) {
       if (['blocked', 'no-answer'].includes(this.notice)) this.join();
       return;
@@ -183,8 +186,7 @@ export class Session {
   }
 
   // Neither end of a connection that died in its sleep says so: what comes in is the only proof.
-  async #verify() {
-    this.#socket.hurry();
+  async #verifyPicture() {
     const visit = this.#visit;
     const before = await visit.received();
     if (visit !== this.#visit) return;
@@ -192,6 +194,10 @@ export class Session {
       const after = await visit.received();
       if (visit === this.#visit && after === before) this.#lost();
     });
+  }
+
+  #verifyServer() {
+    this.#socket.hurry();
     // The server answers with "joined" and does nothing else, unless it has lost sight of us.
     if (!this.#attached) return;
     this.#sendJoin(true);
@@ -313,7 +319,8 @@ export class Session {
   }
 
   #hostGone() {
-    if (this.phase === 'live') return;
+    // It may have lost the server alone.
+    if (this.phase === 'live') return this.#verifyPicture();
     this.#endVisit();
     this.#show('notice', 'host-gone');
   }

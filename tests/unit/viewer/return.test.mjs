@@ -96,6 +96,25 @@ test('a visit that ended while it was looked at is not begun anew twice', async 
   assert.deepEqual(phase(), ['notice', 'ended']);
 });
 
+test('a computer that is gone from the server and sends nothing is waited for, not hoped for', async () => {
+  live();
+  says({ type: 'host-gone' });
+  await settled();
+  clock.advance(3000);
+  await settled();
+  assert.deepEqual(phase(), ['notice', 'reconnecting']);
+});
+
+test('a computer that has lost the server alone goes on', async () => {
+  live();
+  says({ type: 'host-gone' });
+  await settled();
+  visit.heard += 1;
+  clock.advance(kMinuteMs);
+  await settled();
+  assert.deepEqual(phase(), ['live', '']);
+});
+
 test('a page that still waits for its computer joins again at once when it comes back', () => {
   says({ type: 'join-failed', reason: 'host-offline' });
   const before = socket.restarts;
