@@ -83,19 +83,26 @@ class FakeDeviceStore : public DeviceStore {
     const auto found = devices.find(deviceId);
     return found == devices.end() ? std::nullopt : std::optional(found->second);
   }
-  void addDevice(const DeviceRecord& device, std::size_t keep) override {
+  std::vector<std::string> addDevice(const DeviceRecord& device, std::size_t keep) override {
     checkDisk();
     std::vector<std::pair<int64_t, std::string>> others;
+    std::vector<std::string> dropped;
     for (const auto& [id, other] : devices) {
       if (other.hostId == device.hostId) others.emplace_back(other.lastSeen, id);
     }
     std::ranges::sort(others);
-    for (std::size_t i = 0; i + keep <= others.size(); ++i) devices.erase(others[i].second);
+    for (std::size_t i = 0; i + keep <= others.size(); ++i) dropped.push_back(others[i].second);
+    for (const auto& id : dropped) devices.erase(id);
     devices.emplace(device.deviceId, device);
+    return dropped;
   }
   void deviceSeen(const std::string& deviceId, int64_t when) override {
     checkDisk();
     devices.at(deviceId).lastSeen = when;
+  }
+  void removeDevice(const std::string& deviceId) override {
+    checkDisk();
+    devices.erase(deviceId);
   }
 
   std::map<std::string, HostRecord> hosts;

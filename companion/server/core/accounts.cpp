@@ -60,22 +60,28 @@ std::string Accounts::hostName(const std::string& hostId) {
   return known ? known->name : std::string();
 }
 
-Credentials Accounts::addDevice(const std::string& hostId, const std::string& deviceName) {
+NewDevice Accounts::addDevice(const std::string& hostId, const std::string& deviceName) {
   Credentials made{orThrow(randomHex(random_, kDeviceIdBytes)),
                    orThrow(randomHex(random_, kDeviceKeyBytes))};
   const int64_t now = clock_.unixTime();
-  store_.addDevice(
+  auto dropped = store_.addDevice(
       {made.deviceId, hostId, orThrow(saltedHash(made.deviceKey, random_)), deviceName, now, now},
       limits_.devicesPerHost);
-  return made;
+  return {std::move(made), std::move(dropped)};
 }
 
 bool Accounts::knowsDevice(const std::string& hostId, const std::string& deviceId,
                            const std::string& deviceKey) {
   const auto device = store_.device(deviceId);
-  if (!device || device->hostId != hostId || !matches(device->key, deviceKey)) return false;
+  return device && device->hostId == hostId && matches(device->key, deviceKey);
+}
+
+void Accounts::noteSeen(const std::string& deviceId) {
   noteOnly([&] { store_.deviceSeen(deviceId, clock_.unixTime()); });
-  return true;
+}
+
+void Accounts::removeDevice(const std::string& deviceId) {
+  store_.removeDevice(deviceId);
 }
 
 void Accounts::noteOnly(const std::function<void()>& write) {

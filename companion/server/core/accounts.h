@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "companion/server/core/clock.h"
 #include "companion/server/core/device_store.h"
@@ -16,6 +17,11 @@ namespace tovalin::server {
 struct Credentials {
   std::string deviceId;   // 32 hexadecimal digits
   std::string deviceKey;  // 64 hexadecimal digits
+};
+
+struct NewDevice {
+  Credentials credentials;
+  std::vector<std::string> dropped;  // ids of the devices that made room for it
 };
 
 // Who is who: hosts by their key, devices by theirs. Every operation throws StoreError when the
@@ -35,12 +41,17 @@ class Accounts {
   std::string hostName(const std::string& hostId);
 
   // A new device of the host, on the disk when this returns.
-  Credentials addDevice(const std::string& hostId, const std::string& deviceName);
+  NewDevice addDevice(const std::string& hostId, const std::string& deviceName);
 
-  // Whether the key is the device's and the device the host's. A device that is gets its
-  // time of last use noted.
+  // Whether the key is the device's and the device the host's.
   bool knowsDevice(const std::string& hostId, const std::string& deviceId,
                    const std::string& deviceKey);
+
+  // Notes that a known device is in use now.
+  void noteSeen(const std::string& deviceId);
+
+  // The device is unknown from now on, and on the disk too.
+  void removeDevice(const std::string& deviceId);
 
  private:
   // Runs a write whose failure is worth a log line but must not keep anyone out.

@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "companion/server/core/secrets.h"
 
@@ -44,9 +45,13 @@ class DeviceStore {
   virtual std::optional<DeviceRecord> device(const std::string& deviceId) = 0;
 
   // Adds a device and drops the host's least recently seen ones beyond `keep`, in one transaction.
-  virtual void addDevice(const DeviceRecord& device, std::size_t keep) = 0;
+  // Returns the ids of those that were dropped.
+  virtual std::vector<std::string> addDevice(const DeviceRecord& device, std::size_t keep) = 0;
 
   virtual void deviceSeen(const std::string& deviceId, int64_t when) = 0;
+
+  // Does nothing when there is no such device.
+  virtual void removeDevice(const std::string& deviceId) = 0;
 };
 
 }  // namespace tovalin::server

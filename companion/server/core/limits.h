@@ -16,14 +16,15 @@ struct Limits {
   double wrongPinsAtOnce = 100;
   double wrongPinsPerMinute = 10;
 
-  std::chrono::seconds firstUseful{10};     // from connecting to `register`, `pair` or `join`
+  std::chrono::seconds firstUseful{10};     // from connecting to a message that has a purpose
   std::chrono::seconds lostViewerGrace{5};  // a lost viewer's visit waits this long
 
   std::size_t nestingDepth = 8;
   std::size_t nameLength = 64;  // code points
   std::size_t dbgLength = 200;  // code points of a host's diagnostic text that reach the log
   std::size_t devicesPerHost = 32;
-  std::size_t hosts = 100'000;  // trust on first use must not fill the disk
+  std::size_t watchedHosts = 32;  // by one viewer
+  std::size_t hosts = 100'000;    // trust on first use must not fill the disk
 
   // A session's start is a burst of some thirty messages; the frames of a minute fit twice.
   double framesAtOnce = 200;

@@ -7,8 +7,13 @@
 
 namespace tovalin::server {
 
-Rooms::Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log)
-    : outbox_(outbox), clock_(clock), limits_(limits), log_(std::move(log)) {}
+Rooms::Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log,
+             std::function<void(const std::string&)> changed)
+    : outbox_(outbox),
+      clock_(clock),
+      limits_(limits),
+      log_(std::move(log)),
+      changed_(std::move(changed)) {}
 
 void Rooms::hostArrives(const std::string& hostId, ConnectionId host, const Json& iceServers) {
   Room& room = rooms_[hostId];
@@ -22,6 +27,7 @@ void Rooms::hostArrives(const std::string& hostId, ConnectionId host, const Json
   if (std::exchange(room.owesPeerLeft, false)) tell(host, {{"type", "peer-left"}});
   if (room.visit && room.visit->viewer) tell(*room.visit->viewer, {{"type", "host-back"}});
   log_("host on line " + shortId(hostId));
+  changed_(hostId);
 }
 
 void Rooms::hostLeaves(const std::string& hostId, ConnectionId host) {
@@ -31,6 +37,7 @@ void Rooms::hostLeaves(const std::string& hostId, ConnectionId host) {
   if (room->visit && room->visit->viewer) tell(*room->visit->viewer, {{"type", "host-gone"}});
   log_("host off line " + shortId(hostId));
   forgetIfEmpty(hostId);
+  changed_(hostId);
 }
 
 bool Rooms::isOnline(const std::string& hostId) const {
@@ -41,6 +48,13 @@ bool Rooms::isOnline(const std::string& hostId) const {
 std::optional<ConnectionId> Rooms::connectionOf(const std::string& hostId) const {
   const auto found = rooms_.find(hostId);
   return found == rooms_.end() ? std::nullopt : found->second.host;
+}
+
+Presence Rooms::presence(const std::string& hostId, const std::string& deviceId) const {
+  const auto found = rooms_.find(hostId);
+  if (found == rooms_.end() || !found->second.host) return Presence::offline;
+  const auto& visit = found->second.visit;
+  return visit && visit->deviceId != deviceId ? Presence::busy : Presence::online;
 }
 
 Rooms::Join Rooms::join(const std::string& hostId, const std::string& deviceId, ConnectionId viewer,
@@ -64,11 +78,18 @@ Rooms::Join Rooms::join(const std::string& hostId, const std::string& deviceId, 
   if (!resume) tell(*room.host, {{"type", "peer-joined"}});
   log_(std::string(resume ? "visit resumed " : "visit begun ") + shortId(hostId) + " by device " +
        shortId(deviceId));
+  changed_(hostId);
   return Join::joined;
 }
 
 void Rooms::viewerLeaves(const std::string& hostId, ConnectionId viewer) {
   if (Room* room = roomOfViewer(hostId, viewer)) endVisit(hostId, *room);
+}
+
+void Rooms::deviceForgotten(const std::string& hostId, const std::string& deviceId) {
+  const auto found = rooms_.find(hostId);
+  if (found == rooms_.end() || !found->second.visit) return;
+  if (found->second.visit->deviceId == deviceId) endVisit(hostId, found->second);
 }
 
 void Rooms::viewerLost(const std::string& hostId, ConnectionId viewer) {
@@ -89,6 +110,7 @@ void Rooms::fromHost(const std::string& hostId, ConnectionId host, const std::st
     if (visit.viewer) tell(*visit.viewer, {{"type", "bye"}});
     room->visit.reset();
     log_("visit ended by the host " + shortId(hostId));
+    changed_(hostId);
     return;
   }
   std::optional<Json> relayed;
@@ -148,6 +170,7 @@ void Rooms::endVisit(const std::string& hostId, Room& room) {
     room.owesPeerLeft = true;
   }
   log_("visit ended by the viewer " + shortId(hostId));
+  changed_(hostId);
 }
 
 void Rooms::forgetIfEmpty(const std::string& hostId) {

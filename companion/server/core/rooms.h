@@ -10,6 +10,7 @@
 #include "companion/server/core/log.h"
 #include "companion/server/core/message_frame.h"
 #include "companion/server/core/outbox.h"
+#include "companion/server/core/presence.h"
 
 namespace tovalin::server {
 
@@ -20,7 +21,9 @@ class Rooms {
  public:
   enum class Join { joined, hostOffline, busy };
 
-  Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log);
+  // `changed` is called after a host came or went, or got or lost a visitor.
+  Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log,
+        std::function<void(const std::string& hostId)> changed);
 
   // Puts a host on line: evicts the connection it had, answers "registered", tells it about a
   // visitor who left meanwhile, and tells a visitor who stayed that it is back.
@@ -34,6 +37,9 @@ class Rooms {
   // The host's connection; nothing while it is off line.
   std::optional<ConnectionId> connectionOf(const std::string& hostId) const;
 
+  // How the host is for a device that is paired with it.
+  Presence presence(const std::string& hostId, const std::string& deviceId) const;
+
   // Begins, begins anew or (with `resume`) takes up a visit, and answers "joined". Other results
   // change nothing and answer nothing. `leaving` is the host this connection visits so far.
   Join join(const std::string& hostId, const std::string& deviceId, ConnectionId viewer,
@@ -44,6 +50,9 @@ class Rooms {
 
   // The viewer's connection broke; the visit waits for a while for its device to come back.
   void viewerLost(const std::string& hostId, ConnectionId viewer);
+
+  // The device is no longer paired with the host; a visit of it ends.
+  void deviceForgotten(const std::string& hostId, const std::string& deviceId);
 
   // "offer", "ice", "lock" and "bye" from a host; "answer" and "ice" from a viewer.
   void fromHost(const std::string& hostId, ConnectionId host, const std::string& type,
@@ -80,6 +89,7 @@ class Rooms {
   const Clock& clock_;
   const Limits& limits_;
   Log log_;
+  const std::function<void(const std::string&)> changed_;
   std::map<std::string, Room> rooms_;
 };
 

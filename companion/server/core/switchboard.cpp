@@ -12,7 +12,12 @@ Switchboard::Switchboard(Ports ports, Limits limits)
       accounts_(ports_.store, ports_.random, ports_.clock, limits_, ports_.log),
       pins_(ports_.random, ports_.clock, limits_),
       tries_(ports_.clock, limits_),
-      rooms_(ports_.outbox, ports_.clock, limits_, ports_.log) {}
+      watchers_(ports_.outbox,
+                [this](const WatchedDevice& device) {
+                  return rooms_.presence(device.hostId, device.deviceId);
+                }),
+      rooms_(ports_.outbox, ports_.clock, limits_, ports_.log,
+             [this](const std::string& hostId) { watchers_.hostChanged(hostId); }) {}
 
 void Switchboard::opened(ConnectionId id, Endpoint endpoint, const std::string& address) {
   const Time now = ports_.clock.now();
@@ -90,6 +95,7 @@ void Switchboard::expel(ConnectionId id, CloseCode code, std::string_view reason
 }
 
 void Switchboard::leave(const Connection& gone, ConnectionId id, bool said) {
+  watchers_.forgetViewer(id);
   if (gone.hostId.empty()) return;
   if (gone.endpoint == Endpoint::host) {
     rooms_.hostLeaves(gone.hostId, id);

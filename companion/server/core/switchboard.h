@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,6 +17,7 @@
 #include "companion/server/core/rooms.h"
 #include "companion/server/core/token_bucket.h"
 #include "companion/server/core/try_ledger.h"
+#include "companion/server/core/watchers.h"
 #include "platform/secure_random.h"
 
 namespace tovalin::server {
@@ -80,6 +82,9 @@ class Switchboard {
   // Whether the viewer and the host come from one address: the same household, most likely.
   bool isNeighbour(const Connection& viewer, const std::string& hostId) const;
   void join(ConnectionId id, Connection& from, const Json& message);
+  void watch(ConnectionId id, Connection& from, const Json& message);
+  void forget(ConnectionId id, Connection& from, const Json& message);
+  std::optional<WatchedDevice> pairedDevice(const Json& credentials);
 
   bool isFlood(ConnectionId id, Connection& from, std::size_t bytes);
   void expel(ConnectionId id, CloseCode code, std::string_view reason);
@@ -92,6 +97,7 @@ class Switchboard {
   Accounts accounts_;
   PinBook pins_;
   TryLedger tries_;
+  Watchers watchers_;
   Rooms rooms_;
   std::unordered_map<ConnectionId, Connection> connections_;
 };

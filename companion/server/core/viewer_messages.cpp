@@ -42,6 +42,10 @@ void Switchboard::fromViewer(ConnectionId id, Connection& from, const std::strin
   } else if (type == "join") {
     from.useful = true;
     join(id, from, message);
+  } else if (type == "watch") {
+    watch(id, from, message);
+  } else if (type == "forget") {
+    forget(id, from, message);
   } else if (type == "leave") {
     rooms_.viewerLeaves(from.hostId, id);
     from.hostId.clear();
@@ -82,7 +86,7 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
       cleanText(stringField(message, "deviceName").value_or(""), limits_.nameLength);
   try {
     const std::string hostName = accounts_.hostName(*hostId);
-    const Credentials made = accounts_.addDevice(*hostId, deviceName);
+    const auto [made, dropped] = accounts_.addDevice(*hostId, deviceName);
     pins_.spend(*hostId);
     tries_.right(from.address);
     ports_.log("device " + shortId(made.deviceId) + " paired with host " + shortId(*hostId));
@@ -91,6 +95,7 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
               {"hostName", hostName},
               {"deviceId", made.deviceId},
               {"deviceKey", made.deviceKey}});
+    for (const auto& deviceId : dropped) watchers_.deviceGone({*hostId, deviceId});
   } catch (const StoreError& error) {
     ports_.log(std::string("the store failed: ") + error.what());
     return tell(id, pairFailed("server-error"));
@@ -113,18 +118,16 @@ bool Switchboard::isNeighbour(const Connection& viewer, const std::string& hostI
 }
 
 void Switchboard::join(ConnectionId id, Connection& from, const Json& message) {
-  const auto hostId = stringField(message, "hostId");
-  const auto deviceId = stringField(message, "deviceId");
-  const auto deviceKey = stringField(message, "deviceKey");
-  if (!hostId || !deviceId || !deviceKey ||
-      !accounts_.knowsDevice(*hostId, *deviceId, *deviceKey)) {
+  const auto device = pairedDevice(message);
+  if (!device) {
     ports_.log("visit refused, unknown device");
     return tell(id, joinFailed("unknown-device"));
   }
-  switch (
-      rooms_.join(*hostId, *deviceId, id, isTrue(message, "resume"), from.hostId, iceServers())) {
+  accounts_.noteSeen(device->deviceId);
+  switch (rooms_.join(device->hostId, device->deviceId, id, isTrue(message, "resume"), from.hostId,
+                      iceServers())) {
     case Rooms::Join::joined:
-      from.hostId = *hostId;
+      from.hostId = device->hostId;
       return;
     case Rooms::Join::hostOffline:
       return tell(id, joinFailed("host-offline"));

@@ -195,16 +195,15 @@ std::optional<DeviceRecord> SqliteStore::device(const std::string& deviceId) {
                       query.bytes(3), query.number(4), query.number(5)};
 }
 
-void SqliteStore::addDevice(const DeviceRecord& device, std::size_t keep) {
+std::vector<std::string> SqliteStore::addDevice(const DeviceRecord& device, std::size_t keep) {
   Transaction transaction(*database_);
   // First the room, then the device, so that equal times never cost the newest its place.
-  database_
-      ->prepare(
-          "DELETE FROM devices WHERE deviceId IN (SELECT deviceId FROM devices WHERE hostId = ? "
-          "ORDER BY lastSeen DESC LIMIT -1 OFFSET ?)")
-      .bind(device.hostId)
-      .bind(static_cast<int64_t>(keep) - 1)
-      .step();
+  auto drop = database_->prepare(
+      "DELETE FROM devices WHERE deviceId IN (SELECT deviceId FROM devices WHERE hostId = ? "
+      "ORDER BY lastSeen DESC LIMIT -1 OFFSET ?) RETURNING deviceId");
+  drop.bind(device.hostId).bind(static_cast<int64_t>(keep) - 1);
+  std::vector<std::string> dropped;
+  while (drop.step()) dropped.push_back(drop.bytes(0));
   database_
       ->prepare(
           "INSERT INTO devices (deviceId, hostId, keyHash, salt, name, created, lastSeen) "
@@ -218,6 +217,11 @@ void SqliteStore::addDevice(const DeviceRecord& device, std::size_t keep) {
       .bind(device.lastSeen)
       .step();
   transaction.commit();
+  return dropped;
+}
+
+void SqliteStore::removeDevice(const std::string& deviceId) {
+  database_->prepare("DELETE FROM devices WHERE deviceId = ?").bind(deviceId).step();
 }
 
 void SqliteStore::deviceSeen(const std::string& deviceId, int64_t when) {

@@ -21,8 +21,9 @@ class SqliteStore : public DeviceStore {
   void addHost(const HostRecord& host) override;
   void renameHost(const std::string& hostId, const std::string& name) override;
   std::optional<DeviceRecord> device(const std::string& deviceId) override;
-  void addDevice(const DeviceRecord& device, std::size_t keep) override;
+  std::vector<std::string> addDevice(const DeviceRecord& device, std::size_t keep) override;
   void deviceSeen(const std::string& deviceId, int64_t when) override;
+  void removeDevice(const std::string& deviceId) override;
 
  private:
   class Database;

@@ -32,8 +32,9 @@ class DeviceStoreTest : public testing::Test {
  protected:
   DeviceStore& store() { return *maker_.store; }
   void addHost(const std::string& id) { store().addHost({id, {kBinary, "hash"}, "Name of " + id}); }
-  void addDevice(const std::string& id, const std::string& host, int64_t seen, size_t keep = 32) {
-    store().addDevice({id, host, {"salt", kBinary}, "Name of " + id, 100, seen}, keep);
+  std::vector<std::string> addDevice(const std::string& id, const std::string& host, int64_t seen,
+                                     size_t keep = 32) {
+    return store().addDevice({id, host, {"salt", kBinary}, "Name of " + id, 100, seen}, keep);
   }
 
  private:
@@ -90,12 +91,23 @@ TYPED_TEST(DeviceStoreTest, OnlyTheHostsLongestUnseenDevicesMakeRoom) {
   this->addDevice("old", "A", 20);
   this->addDevice("older", "A", 10);
   this->addDevice("fresh", "A", 30);
-  this->addDevice("new", "A", 5, /*keep=*/2);
+  EXPECT_THAT(this->addDevice("new", "A", 5, /*keep=*/2),
+              testing::UnorderedElementsAre("old", "older"));
   EXPECT_TRUE(this->store().device("new")) << "the newest stays whatever its time";
   EXPECT_TRUE(this->store().device("fresh"));
   EXPECT_FALSE(this->store().device("old"));
   EXPECT_FALSE(this->store().device("older"));
   EXPECT_TRUE(this->store().device("b"));
+}
+
+TYPED_TEST(DeviceStoreTest, RemovedDeviceIsGoneAndNoOther) {
+  this->addHost("A");
+  this->addDevice("d", "A", 1);
+  this->addDevice("e", "A", 1);
+  this->store().removeDevice("d");
+  this->store().removeDevice("d");
+  EXPECT_FALSE(this->store().device("d"));
+  EXPECT_TRUE(this->store().device("e"));
 }
 
 class SqliteStoreTest : public testing::Test {

@@ -220,6 +220,28 @@ TEST_F(SignalServerTest, ViewerThatVanishesHasLeftAfterItsGrace) {
   EXPECT_THAT(server_->waitForLog("viewer lost"), HasSubstr("HOST-1"));
 }
 
+TEST_F(SignalServerTest, WatchingViewerLearnsHowItsHostIsUntilItForgetsIt) {
+  auto pairing = pairDevice();
+  Json entry = joining(pairing.device);
+  entry.erase("type");
+  const auto presence = [](const char* state) {
+    return Json{{"type", "presence"}, {"hosts", {{{"hostId", "HOST-1"}, {"state", state}}}}};
+  };
+  auto phone = viewer();
+  phone.send({{"type", "watch"}, {"devices", {entry}}});
+  EXPECT_EQ(phone.receive(), presence("online"));
+  pairing.host.drop();
+  EXPECT_EQ(phone.receive(), presence("offline"));
+  auto host = knownHost();
+  EXPECT_EQ(phone.receive(), presence("online"));
+  entry["type"] = "forget";
+  phone.send(entry);
+  EXPECT_EQ(phone.receive(), Json({{"type", "forgotten"}, {"hostId", "HOST-1"}}));
+  EXPECT_EQ(phone.receive(), presence("unknown-device"));
+  phone.send(joining(pairing.device));
+  EXPECT_EQ(phone.receive()["reason"], "unknown-device");
+}
+
 TEST_F(SignalServerTest, FramesOutOfBoundsEndTheConnectionWithFittingCodes) {
   EXPECT_EQ(closeCodeAfter("no JSON"), 1007);
   EXPECT_EQ(closeCodeAfter("[1,2]"), 1007);
