@@ -1,0 +1,43 @@
+/** The keyboard of a phone, as it reaches the page: compositions and finished text, hardly a key. */
+export class PhoneKeyboard {
+  #devtools;
+  #page;
+
+  /** Opens the keyboard with the button that people use. */
+  static async open(phone) {
+    const keyboard = new PhoneKeyboard();
+    keyboard.#page = phone.page;
+    keyboard.#devtools = await phone.page.context().newCDPSession(phone.page);
+    await phone.page.tap('#bar-toggle');
+    await phone.page.tap('#show-keyboard');
+    await phone.page.locator('#keys').waitFor({ state: 'visible' });
+    return keyboard;
+  }
+
+  /** Sets the underlined text; of the text before it, `over` UTF-16 units become part of it. */
+  async compose(text, over = 0) {
+    const end = await this.#page.evaluate(() => document.activeElement.selectionEnd);
+    const replacement = over > 0 ? { replacementStart: end - over, replacementEnd: end } : {};
+    await this.#devtools.send('Input.imeSetComposition',
+      { text, selectionStart: text.length, selectionEnd: text.length, ...replacement });
+  }
+
+  /** Composes a word letter by letter. */
+  async spell(word) {
+    for (let length = 1; length <= word.length; length += 1) await this.compose(word.slice(0, length));
+  }
+
+  /** Finished text, in the place of what is being composed. */
+  async commit(text) {
+    await this.#devtools.send('Input.insertText', { text });
+  }
+
+  async backspace(times = 1) {
+    for (let count = 0; count < times; count += 1) await this.#page.keyboard.press('Backspace');
+  }
+
+  /** A key of the row over the keyboard. */
+  async key(name) {
+    await this.#page.getByRole('toolbar').getByRole('button', { name, exact: true }).tap();
+  }
+}
