@@ -43,7 +43,9 @@ const pointer = new Pointer(control, (point) => desk.locate(point), () => {
   textField.leave();
   keyboard.engage();
 });
-const sheet = new UnlockSheet((password) => control.unlock(password), takeKeyboard);
+const sheet = new UnlockSheet(
+  { isConnected: () => control.isOpen, unlock: (password) => control.unlock(password) },
+  takeKeyboard);
 const desk = new DeskView({
   showKeyboard: () => textField.focus(),
   home: () => session.home(),
@@ -85,7 +87,7 @@ function showPhase() {
   wakeLock.want(desk.isShown);
   figures.setLive(desk.isShown);
   document.title = desk.isShown && session.hostName ? session.hostName : 'Tovalin';
-  if (wasLive && !desk.isShown) releaseAll();
+  if (wasLive && !desk.isShown) goneFromSight();
   if (!wasLive && desk.isShown) takeKeyboard();
 }
 
@@ -97,6 +99,11 @@ function takeKeyboard() {
 function releaseAll() {
   pointer.releaseAll();
   keyboard.releaseAll();
+}
+
+function goneFromSight() {
+  releaseAll();
+  sheet.forget();
 }
 
 if (isTouch) {
@@ -120,8 +127,8 @@ addEventListener('keyup', (event) => {
 });
 
 addEventListener('blur', releaseAll);
-addEventListener('pagehide', releaseAll);
-document.addEventListener('visibilitychange', () => document.hidden && releaseAll());
+addEventListener('pagehide', goneFromSight);
+document.addEventListener('visibilitychange', () => document.hidden && goneFromSight());
 new PageLife((awayMs) => session.back(awayMs));
 
 function openLink() {

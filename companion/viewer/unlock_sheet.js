@@ -1,31 +1,34 @@
 // The computer types the password with pauses of its own and looks at the lock every two seconds.
 const kPatienceMs = 6000;
 
-/** Over the dimmed picture while the computer is locked. `unlock(password)` sends it. */
+/**
+ * Over the dimmed picture while the computer is locked. The password is kept nowhere: it leaves the
+ * field when it is sent, and whenever the sheet or the page goes out of sight. The field calls itself
+ * a one-time code: browsers neither keep nor offer those, while they ignore "off" for passwords.
+ */
 export class UnlockSheet {
   #desk = document.getElementById('desk');
   #sheet = document.getElementById('locked');
   #password = document.getElementById('password');
+  #show = document.getElementById('password-show');
   #words = document.getElementById('unlock-words');
+  #computer;
+  #closed;
   #timer = null;
   #locked = false;
 
-  /** `closed()`: the keyboard belongs to the computer again. */
-  constructor(unlock, closed) {
-    this.closed = closed;
+  /** `computer`: isConnected(), unlock(password). `closed()`: the keyboard is the computer's again. */
+  constructor(computer, closed) {
+    this.#computer = computer;
+    this.#closed = closed;
     document.getElementById('unlock-form').addEventListener('submit', (event) => {
       event.preventDefault();
-      const password = this.#password.value;
-      this.#password.value = '';
-      if (!password) return;
-      unlock(password);
-      this.#say('Unlocking…');
-      this.#timer = setTimeout(() => {
-        this.#say('Still locked. Was that the right password?');
-        this.#password.focus();
-      }, kPatienceMs);
+      this.#unlock();
     });
     document.getElementById('unlock-hide').addEventListener('click', () => this.#close());
+    // A phone's keyboard would close if the focus went to the button.
+    this.#show.addEventListener('mousedown', (event) => event.preventDefault());
+    this.#show.addEventListener('click', () => this.#reveal(this.#password.type === 'password'));
   }
 
   get isOpen() {
@@ -42,13 +45,39 @@ export class UnlockSheet {
     this.#password.focus();
   }
 
+  /** The page goes out of sight: what was typed so far must not be found there later. */
+  forget() {
+    this.#password.value = '';
+    this.#reveal(false);
+  }
+
+  #unlock() {
+    if (!this.#password.value) return;
+    if (!this.#computer.isConnected()) {
+      this.#say('Not connected just now. Try again in a moment.');
+      return;
+    }
+    this.#computer.unlock(this.#password.value);
+    this.forget();
+    this.#say('Unlocking…');
+    this.#timer = setTimeout(() => {
+      this.#say('Still locked. Was that the right password?');
+      this.#password.focus();
+    }, kPatienceMs);
+  }
+
   #close() {
     clearTimeout(this.#timer);
-    this.#password.value = '';
+    this.forget();
     this.#desk.classList.remove('locked');
     if (this.#sheet.hidden) return;
     this.#sheet.hidden = true;
-    this.closed();
+    this.#closed();
+  }
+
+  #reveal(shown) {
+    this.#password.type = shown ? 'text' : 'password';
+    this.#show.setAttribute('aria-pressed', String(shown));
   }
 
   #say(words) {

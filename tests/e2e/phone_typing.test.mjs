@@ -167,6 +167,24 @@ test('a key of the row repeats while it is held, and leaves the keyboard open', 
   assert.equal(typed(seen(probe)).split('.')[1], '!', 'it went on after it was let go');
 });
 
+test('the picture and the row of keys keep clear of the keyboard, and the row goes with it', async (t) => {
+  const { phone } = await openTyping(t);
+  const { page } = phone;
+  const lowerEnd = async (id) => {
+    const { y, height } = await page.locator(id).boundingBox();
+    return y + height;
+  };
+  await PhoneKeyboard.cover(page, 336);
+  assert.equal(await lowerEnd('#keys'), kPhone.viewport.height - 336);
+  assert.ok(await lowerEnd('#picture') <= kPhone.viewport.height - 336 - 50);
+  await PhoneKeyboard.cover(page, 0);
+  await page.locator('#keys').waitFor({ state: 'hidden' });
+  assert.equal(await lowerEnd('#picture'), kPhone.viewport.height);
+  // The same button opens it again.
+  await PhoneKeyboard.open(phone);
+  assert.equal(await page.evaluate(() => document.activeElement.id), 'typing');
+});
+
 test('modifiers that are set are let go when the phone goes elsewhere or leaves', async (t) => {
   const { host, keyboard, phone, probe } = await openTyping(t);
   const control = phone.page.getByRole('button', { name: 'Control', exact: true });

@@ -14,6 +14,17 @@ export class PhoneKeyboard {
     return keyboard;
   }
 
+  /** The keyboard covers so many CSS pixels of the page's lower end; with 0 it has gone. */
+  static async cover(page, pixels) {
+    await page.evaluate((covered) => {
+      Object.defineProperty(visualViewport, 'height', {
+        configurable: true,
+        get: () => document.documentElement.clientHeight - covered,
+      });
+      visualViewport.dispatchEvent(new Event('resize'));
+    }, pixels);
+  }
+
   /** Sets the underlined text; of the text before it, `over` UTF-16 units become part of it. */
   async compose(text, over = 0) {
     const end = await this.#page.evaluate(() => document.activeElement.selectionEnd);
