@@ -1,6 +1,6 @@
 import { fractionsAt, pictureIn } from './geometry.js';
 
-/** The picture and the buttons over it. `actions`: showKeyboard(), home(), leave(). */
+/** The picture and the buttons over it. `actions`: showKeyboard(), figures(), home(), leave(). */
 export class DeskView {
   #root = document.getElementById('desk');
   #video = document.getElementById('picture');
@@ -17,6 +17,7 @@ export class DeskView {
       });
     button('show-keyboard', actions.showKeyboard);
     button('full-screen', () => this.#toggleFullScreen());
+    button('show-figures', actions.figures);
     button('desk-home', actions.home);
     button('leave', actions.leave);
     // A press on the picture or the bar must not take the focus from the text field.

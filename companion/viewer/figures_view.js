@@ -15,11 +15,12 @@ export class FiguresView {
   /** `report` brings the browser's statistics of the visit: async, a list. */
   constructor(report) {
     this.#report = report;
-    this.#switch.addEventListener('click', () => {
-      this.#wanted = !this.#wanted;
-      this.#switch.setAttribute('aria-pressed', String(this.#wanted));
-      this.#update();
-    });
+  }
+
+  toggle() {
+    this.#wanted = !this.#wanted;
+    this.#switch.setAttribute('aria-pressed', String(this.#wanted));
+    this.#update();
   }
 
   /** There is a visit to tell of, or none. */

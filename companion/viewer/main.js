@@ -48,6 +48,7 @@ const sheet = new UnlockSheet(
   takeKeyboard);
 const desk = new DeskView({
   showKeyboard: () => textField.focus(),
+  figures: () => figures.toggle(),
   home: () => session.home(),
   leave: () => session.leave(),
 });

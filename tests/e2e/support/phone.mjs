@@ -15,6 +15,8 @@ export class Phone {
   page;
   /** What the server has said to the page, one message a line. */
   heard = new LineLog('the server');
+  /** Every address the page has asked for, sockets included. */
+  asked = [];
   /** Errors of the page's scripts, and every breach of its content policy. */
   complaints = [];
 
@@ -40,8 +42,11 @@ export class Phone {
         this.complaints.push(message.text());
       }
     });
-    this.page.on('websocket', (socket) =>
-      socket.on('framereceived', ({ payload }) => this.heard.add(String(payload))));
+    this.page.on('request', (request) => this.asked.push(request.url()));
+    this.page.on('websocket', (socket) => {
+      this.asked.push(socket.url());
+      socket.on('framereceived', ({ payload }) => this.heard.add(String(payload)));
+    });
     await this.page.goto(address);
   }
 
