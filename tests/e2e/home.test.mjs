@@ -171,3 +171,30 @@ test('a whole visit asks nobody but the page’s own server for anything', async
     (address) => !address.startsWith('data:') && new URL(address).host !== host);
   assert.deepEqual(strange, []);
 });
+
+test('the page can be installed: its manifest and every icon are what they say', async (t) => {
+  const { phone, server } = await openScene(t, kPhone);
+  await phone.open(server.pageAddress);
+  const icons = await phone.page.evaluate(async () => {
+    const answer = await fetch(document.querySelector('link[rel=manifest]').href);
+    const manifest = await answer.json();
+    const apple = document.querySelector('link[rel=apple-touch-icon]').href;
+    const listed = [...manifest.icons, { src: apple, sizes: '180x180', type: 'image/png' }];
+    const seen = await Promise.all(listed.map(async ({ src, sizes, type, purpose = 'any' }) => {
+      const image = new Image();
+      image.src = new URL(src, answer.url);
+      await image.decode();
+      const served = (await fetch(image.src)).headers.get('content-type');
+      const size = sizes === 'any' ? sizes : `${image.naturalWidth}x${image.naturalHeight}`;
+      return { isRight: served === type && size === sizes, size, purpose };
+    }));
+    const { display, start_url: start } = manifest;
+    return { kind: answer.headers.get('content-type'), display, start, seen };
+  });
+  assert.equal(icons.kind, 'application/manifest+json');
+  assert.deepEqual([icons.display, icons.start], ['standalone', './']);
+  assert.ok(icons.seen.every(({ isRight }) => isRight), JSON.stringify(icons.seen));
+  for (const wanted of ['192x192 any', '512x512 any', '512x512 maskable']) {
+    assert.ok(icons.seen.some(({ size, purpose }) => `${size} ${purpose}` === wanted), wanted);
+  }
+});
