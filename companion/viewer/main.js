@@ -103,6 +103,7 @@ function releaseAll() {
 }
 
 function goneFromSight() {
+  textField.leave();
   releaseAll();
   sheet.forget();
 }

@@ -5,7 +5,8 @@ const kPauseMs = 5000;
 
 /**
  * The invisible text field that receives what is not a plain key: a phone's keyboard, dictation,
- * compositions and dead keys, paste and drop.
+ * compositions and dead keys, paste and drop. It lacks autocomplete="off", which on Android takes
+ * corrections and suggestions away; and it wants no capitals, for it is emptied in mid-sentence.
  */
 export class TextField {
   #field;
@@ -13,6 +14,7 @@ export class TextField {
   #typed;
   #timers;
   #pause = null;
+  #hasFocus = false;
   #composing = false;
 
   /** `followsWords`: see TypedText. */
@@ -21,7 +23,15 @@ export class TextField {
     this.#keyboard = keyboard;
     this.#timers = timers;
     this.#typed = new TypedText((remove, insert) => keyboard.edit(remove, insert), followsWords);
-    this.#fill(TypedText.blank);
+    // Not earlier: some browsers put back what was there before a reload.
+    field.addEventListener('focus', () => {
+      this.#hasFocus = true;
+      this.#fill(TypedText.blank);
+    });
+    field.addEventListener('blur', () => {
+      this.leave();
+      this.#hasFocus = false;
+    });
     field.addEventListener('compositionstart', () => {
       this.#composing = true;
     });
@@ -32,7 +42,6 @@ export class TextField {
       this.#changed();
     });
     field.addEventListener('input', () => this.#changed());
-    field.addEventListener('blur', () => this.leave());
     field.addEventListener('paste', (event) => {
       event.preventDefault();
       this.leave();
@@ -53,6 +62,7 @@ export class TextField {
    * and no later correction reaches back to it.
    */
   leave() {
+    if (!this.#hasFocus) return;
     this.#timers.clearTimeout(this.#pause);
     this.#typed.leave(this.#field.value);
     this.#composing = false;

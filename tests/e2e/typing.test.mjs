@@ -65,3 +65,27 @@ test('Shift selects with the arrows and does not disturb the capitals around the
   const escape = events.find(({ event, keysym }) => event === 'key-press' && keysym === 'Escape');
   assert.equal(escape.state & kShiftMask, 0);
 });
+
+test('full screen takes the keys that the browser keeps for itself', async (t) => {
+  const { desktop, phone } = await openVisit(t);
+  const probe = await desktop.probe('observe');
+  await phone.page.evaluate(() => {
+    const lock = navigator.keyboard.lock.bind(navigator.keyboard);
+    navigator.keyboard.lock = (...keys) => {
+      globalThis.keysLocked = lock(...keys).then(() => keys);
+      return globalThis.keysLocked;
+    };
+  });
+  await phone.page.click('#bar-toggle');
+  await phone.page.click('#full-screen');
+  await phone.page.waitForFunction(() => document.fullscreenElement && globalThis.keysLocked);
+  assert.deepEqual(await phone.page.evaluate(() => globalThis.keysLocked), [], 'all keys');
+  await phone.keyboard.press('Escape');
+  await phone.keyboard.press('Control+w');
+  await nextEvent(probe, { event: 'key-release', keysym: 'Control_L' });
+  assert.deepEqual(words(seen(probe)), [
+    'key-press Escape', 'key-release Escape',
+    'key-press Control_L', 'key-press w', 'key-release w', 'key-release Control_L',
+  ]);
+  assert.ok(await phone.page.evaluate(() => document.fullscreenElement !== null));
+});

@@ -36,6 +36,7 @@ export class FakeEditor {
 export class FakeField extends EventTarget {
   #content = '';
   #before = '';
+  #known = true; // whether the page has been told of the content
   #composition = null;
 
   get value() {
@@ -44,12 +45,27 @@ export class FakeField extends EventTarget {
 
   set value(content) {
     const old = visible(this.#content);
-    this.#before += old.slice(0, old.length - visible(content).length);
+    if (this.#known) this.#before += old.slice(0, old.length - visible(content).length);
+    this.#known = true;
     this.#content = content;
     this.#composition = null;
   }
 
   setSelectionRange() {}
+
+  focus() {
+    this.#tell('focus', {});
+  }
+
+  blur() {
+    this.#tell('blur', {});
+  }
+
+  /** The browser puts text there without a word. */
+  restore(text) {
+    this.#content = text;
+    this.#known = false;
+  }
 
   get wanted() {
     return this.#before + visible(this.#content);
@@ -130,6 +146,8 @@ export function typingScene(followsWords) {
   const editor = new FakeEditor();
   const phone = new FakeField();
   const keyboard = new Keyboard(editor);
+  phone.restore('typed before a reload');
   const field = new TextField(phone, keyboard, followsWords, clock);
+  field.focus();
   return { clock, editor, field, keyboard, phone };
 }

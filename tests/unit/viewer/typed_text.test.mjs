@@ -366,3 +366,20 @@ test('paste is sent as it is, and not corrected later', () => {
   phone.delete();
   assert.equal(editor.text, 'aone\ntw');
 });
+
+test('what a browser puts back into the field is not typed', () => {
+  const { editor, field, phone } = typingScene(true);
+  field.blur();
+  phone.restore('typed before a reload');
+  field.leave();
+  field.focus();
+  phone.insert('a');
+  assert.equal(editor.text, 'a');
+});
+
+test('what was being composed is sent when the field loses the focus', () => {
+  const { editor, field, phone } = typingScene(false);
+  spell(phone, 'ni');
+  field.blur();
+  assert.equal(editor.text, 'ni');
+});
