@@ -74,23 +74,3 @@ export function modifierFlags(event) {
   return Object.keys(kFlags).reduce(
     (mask, name) => (event.getModifierState(name) ? mask | kFlags[name] : mask), 0);
 }
-
-// Characters to keys of the most common layout; a phone's keyboard does not tell which one it is.
-const kPlaces = new Map(Object.entries({
-  '=': 'Equal', '-': 'Minus', ']': 'BracketRight', '[': 'BracketLeft', "'": 'Quote',
-  ';': 'Semicolon', '\\': 'Backslash', ',': 'Comma', '/': 'Slash', '.': 'Period',
-  '`': 'Backquote', ' ': 'Space', '\n': 'Enter', '\t': 'Tab',
-}));
-const kShifted = {
-  '+': '=', _: '-', '}': ']', '{': '[', '"': "'", ':': ';', '|': '\\', '<': ',', '?': '/',
-  '>': '.', '~': '`', '!': '1', '@': '2', '#': '3', $: '4', '%': '5', '^': '6', '&': '7',
-  '*': '8', '(': '9', ')': '0',
-};
-
-/** The key that makes a character, as { code, shift }, or null where no key is known for it. */
-export function keyFor(character) {
-  const plain = kShifted[character] ?? character.toLowerCase();
-  const places = [`Key${plain.toUpperCase()}`, `Digit${plain}`, kPlaces.get(plain)];
-  const code = places.map((place) => kCodes.get(place)).find((found) => found !== undefined);
-  return code === undefined ? null : { code, shift: plain !== character };
-}

@@ -1,5 +1,6 @@
 import { HeldModifiers } from './held_modifiers.js';
-import { flagOf, isModifier, keyFor, modifierFlags, virtualKey } from './key_codes.js';
+import { flagOf, isModifier, modifierFlags, virtualKey } from './key_codes.js';
+import { keyFor } from './key_places.js';
 import { StickyModifiers } from './sticky_modifiers.js';
 
 const kReturn = 0x24;
@@ -17,16 +18,21 @@ export class Keyboard {
   #control;
   #isMac;
   #fieldWants;
+  #language;
   #modifiers;
   // Place of the key -> virtual key code: what a key means may change while it is held, with the
   // number lock for instance.
   #held = new Map();
 
-  /** `fieldWants(event)`: whether text goes to the text field, where a phone can correct it. */
-  constructor(control, { isMac = false, fieldWants = () => false } = {}) {
+  /**
+   * `fieldWants(event)`: whether text goes to the text field, where a phone can correct it.
+   * `language`: the tag of the one whose keyboard the computer is likely to have.
+   */
+  constructor(control, { isMac = false, fieldWants = () => false, language = 'en' } = {}) {
     this.#control = control;
     this.#isMac = isMac;
     this.#fieldWants = fieldWants;
+    this.#language = language;
     this.#modifiers = new HeldModifiers((code, down) => control.key(code, down));
     /** Set by the key bar for the keys to come. */
     this.sticky = new StickyModifiers(this.#modifiers);
@@ -139,7 +145,7 @@ export class Keyboard {
     const letters = [...insert];
     while (letters.length > 0 && this.sticky.isOn) {
       const letter = letters.shift();
-      const key = keyFor(letter);
+      const key = keyFor(letter, this.#language);
       if (this.sticky.isShiftAlone && !/\s/.test(letter)) {
         // Shift makes a capital on any layout; the key of that place might be another letter's.
         const capital = letter.toLocaleUpperCase();

@@ -35,6 +35,7 @@ const control = new Control(() => session.channel);
 const typing = document.getElementById('typing');
 const keyboard = new Keyboard(control, {
   isMac,
+  language: navigator.language,
   fieldWants: ({ target, code }) => target === typing && (isTouch || !code),
 });
 const textField = new TextField(typing, keyboard, composesWords);

@@ -1,7 +1,8 @@
 import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
 import { Keyboard } from '../../../companion/viewer/keyboard.js';
-import { keyFor, virtualKey } from '../../../companion/viewer/key_codes.js';
+import { virtualKey } from '../../../companion/viewer/key_codes.js';
+import { keyFor } from '../../../companion/viewer/key_places.js';
 import { FakeControl, keyEvent } from './fake_world.mjs';
 
 let control, keyboard, sticky, changes;
@@ -140,4 +141,28 @@ test('characters are found on the keyboard', () => {
   ]) {
     assert.deepEqual(keyFor(character), expected, character);
   }
+});
+
+test('letters are where the keyboards of the phone’s language have them', () => {
+  const place = (character, language) => keyFor(character, language);
+  const key = (code, shift = false) => ({ code: virtualKey({ code }), shift });
+  assert.deepEqual(place('z', 'en-GB'), key('KeyZ'));
+  assert.deepEqual(place('z', 'de-AT'), key('KeyY'));
+  assert.deepEqual(place('Y', 'de'), key('KeyZ', true));
+  assert.deepEqual(place('+', 'de'), key('BracketRight'));
+  assert.deepEqual(place('=', 'de'), key('Digit0', true));
+  assert.deepEqual(place('a', 'fr-FR'), key('KeyQ'));
+  assert.deepEqual(place('A', 'fr'), key('KeyQ', true));
+  assert.deepEqual(place('q', 'fr'), key('KeyA'));
+  assert.deepEqual(place('.', 'fr'), key('Comma', true));
+  assert.deepEqual(place('z', 'fr-CH'), key('KeyY'));
+  assert.deepEqual(place('a', 'fr-CA'), key('KeyA'));
+  assert.deepEqual(place('a', 'fry'), key('KeyA'));
+});
+
+test('a shortcut goes to the key of the phone’s language', () => {
+  keyboard = new Keyboard(control, { language: 'fr-FR' });
+  keyboard.sticky.tap('Control', 0);
+  keyboard.edit(0, 'a');
+  sent('key 3b down', 'key c down 40000', 'key c up 40000', 'key 3b up');
 });
