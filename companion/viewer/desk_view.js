@@ -1,8 +1,7 @@
-import { fractionsAt, pictureIn } from './geometry.js';
-
 /** The picture and the buttons over it. `actions`: showKeyboard(), figures(), home(), leave(). */
 export class DeskView {
   #root = document.getElementById('desk');
+  #surface = document.getElementById('surface');
   #video = document.getElementById('picture');
   #toast = document.getElementById('toast');
   #toggle = document.getElementById('bar-toggle');
@@ -21,10 +20,10 @@ export class DeskView {
     button('desk-home', actions.home);
     button('leave', actions.leave);
     // A press on the picture or the bar must not take the focus from the text field.
-    for (const part of [this.#video, document.getElementById('bar')]) {
+    for (const part of [this.#surface, document.getElementById('bar')]) {
       part.addEventListener('mousedown', (event) => event.preventDefault());
     }
-    this.#video.addEventListener('pointerdown', () => this.#openBar(false));
+    this.#surface.addEventListener('pointerdown', () => this.#openBar(false));
   }
 
   get video() {
@@ -48,13 +47,6 @@ export class DeskView {
   setPicture(stream) {
     this.#video.srcObject = stream;
     this.#play();
-  }
-
-  /** Fractions of the picture at a point of the page, or null while there is none. */
-  locate(point) {
-    const { videoWidth: width, videoHeight: height } = this.#video;
-    const picture = pictureIn(this.#video.getBoundingClientRect(), { width, height });
-    return picture && fractionsAt(point, picture);
   }
 
   async #play() {

@@ -1,5 +1,6 @@
 import { ComputerStore } from './computer_store.js';
 import { Control } from './control.js';
+import { Cursor } from './cursor.js';
 import { DeskView } from './desk_view.js';
 import { defaultDeviceName } from './device_name.js';
 import { FiguresView } from './figures_view.js';
@@ -8,6 +9,7 @@ import { KeyBar } from './key_bar.js';
 import { isModifier } from './key_codes.js';
 import { Keyboard } from './keyboard.js';
 import { LastPicture } from './last_picture.js';
+import { Loupe } from './loupe.js';
 import { NoticeView } from './notice_view.js';
 import { PageLife } from './page_life.js';
 import { parsePairLink } from './pair_link.js';
@@ -15,7 +17,10 @@ import { PairingView } from './pairing_view.js';
 import { Pointer } from './pointer.js';
 import { Session } from './session.js';
 import { SoftKeyboard } from './soft_keyboard.js';
+import { Stage } from './stage.js';
 import { TextField } from './text_field.js';
+import { TouchInput } from './touch_input.js';
+import { TouchMode } from './touch_mode.js';
 import { UnlockSheet } from './unlock_sheet.js';
 import { WakeLock } from './wake_lock.js';
 
@@ -40,10 +45,12 @@ const keyboard = new Keyboard(control, {
 });
 const textField = new TextField(typing, keyboard, composesWords);
 const keyBar = new KeyBar(document.getElementById('keys'), keyboard, () => textField.leave());
-const pointer = new Pointer(control, (point) => desk.locate(point), () => {
+const cursor = new Cursor(control, () => {
   textField.leave();
   keyboard.engage();
 });
+const stage = new Stage(() => cursor.place);
+const pointer = new Pointer(cursor, (point) => stage.locate(point));
 const sheet = new UnlockSheet(
   { isConnected: () => control.isOpen, unlock: (password) => control.unlock(password) },
   takeKeyboard);
@@ -63,6 +70,10 @@ const home = new HomeView({
   add: () => session.askForPin(),
 });
 const notice = new NoticeView(() => session.join(), () => session.home());
+
+const touch = new TouchInput(cursor, stage, new Loupe(desk.video, stage));
+const touchMode = new TouchMode(() => localStorage, (mode) => touch.use(mode));
+touch.use(touchMode.mode);
 
 const figures = new FiguresView(() => session.report());
 const lastPicture = new LastPicture(desk.video);
@@ -90,7 +101,9 @@ function showPhase() {
   figures.setLive(desk.isShown);
   document.title = desk.isShown && session.hostName ? session.hostName : 'Tovalin';
   if (wasLive && !desk.isShown) goneFromSight();
-  if (!wasLive && desk.isShown) takeKeyboard();
+  if (wasLive || !desk.isShown) return;
+  takeKeyboard();
+  if (isTouch) touchMode.welcome();
 }
 
 // On touch screens the focus would raise the keyboard over the picture unasked.
@@ -100,6 +113,7 @@ function takeKeyboard() {
 
 function releaseAll() {
   pointer.releaseAll();
+  touch.releaseAll();
   keyboard.releaseAll();
 }
 
@@ -116,17 +130,18 @@ if (isTouch) {
 // The focus stays when a phone's keyboard is put away, and then could not call it up again.
 new SoftKeyboard(visualViewport, document.documentElement, () => textField.blur());
 
-pointer.attach(desk.video);
-desk.video.addEventListener('pointerdown', takeKeyboard);
+pointer.attach(stage.surface);
+stage.surface.addEventListener('pointerdown', takeKeyboard);
 
-const keysAreTheirs = () => desk.isShown && !sheet.isOpen;
+const bar = document.getElementById('bar');
+const keysAreTheirs = ({ target }) => desk.isShown && !sheet.isOpen && !bar.contains(target);
 addEventListener('keydown', (event) => {
-  if (!keysAreTheirs() || !keyboard.keyDown(event)) return;
+  if (!keysAreTheirs(event) || !keyboard.keyDown(event)) return;
   event.preventDefault();
   if (!isModifier(event.code)) textField.leave();
 });
 addEventListener('keyup', (event) => {
-  if (keysAreTheirs() && keyboard.keyUp(event)) event.preventDefault();
+  if (keysAreTheirs(event) && keyboard.keyUp(event)) event.preventDefault();
 });
 
 addEventListener('blur', releaseAll);

@@ -4,22 +4,19 @@ import { WheelLines } from './wheel.js';
 const kBits = [1, 2, 4];
 
 /**
- * Mouse, pen and finger on the picture as the computer's own pointer. `locate(point)` gives the
- * fractions of the picture, or null without one; `engage()` is called before every press and
- * scroll, so that held modifiers reach the host first.
+ * Mouse and pen on the picture as the computer's own pointer. `locate(point)` gives the fractions of
+ * the picture, or null without one. Fingers are TouchInput's.
  */
 export class Pointer {
-  #control;
+  #cursor;
   #locate;
-  #engage;
   #wheel = new WheelLines();
   #held = new Set();
-  #active = null; // the pointer that holds buttons; a second finger is ignored meanwhile
+  #active = null; // the pointer that holds buttons; another one is ignored meanwhile
 
-  constructor(control, locate, engage) {
-    this.#control = control;
+  constructor(cursor, locate) {
+    this.#cursor = cursor;
     this.#locate = locate;
-    this.#engage = engage;
   }
 
   attach(target) {
@@ -38,7 +35,7 @@ export class Pointer {
   }
 
   releaseAll() {
-    for (const button of this.#held) this.#control.release(button);
+    for (const button of this.#held) this.#cursor.release(button);
     this.#held.clear();
     this.#active = null;
   }
@@ -46,6 +43,7 @@ export class Pointer {
   // While one button is held browsers report the others as moves, so every event is compared with
   // what is held. Returns whether this pointer holds anything now.
   #track(event) {
+    if (event.pointerType === 'touch') return false;
     if (this.#active !== null && event.pointerId !== this.#active) return false;
     const place = this.#locate({ x: event.clientX, y: event.clientY });
     if (!place) {
@@ -56,7 +54,7 @@ export class Pointer {
     const starts = this.#held.size === 0 && wanted.includes(true);
     if (starts && (event.type !== 'pointerdown' || !place.onPicture)) return false;
 
-    this.#control.moveTo(place);
+    this.#cursor.moveTo(place);
     for (const [button, down] of wanted.entries()) {
       if (down === this.#held.has(button)) continue;
       if (down) this.#press(button);
@@ -68,13 +66,12 @@ export class Pointer {
 
   #press(button) {
     this.#held.add(button);
-    this.#engage();
-    this.#control.press(button);
+    this.#cursor.press(button);
   }
 
   #release(button) {
     this.#held.delete(button);
-    this.#control.release(button);
+    this.#cursor.release(button);
   }
 
   #scroll(event) {
@@ -82,8 +79,7 @@ export class Pointer {
     const lines = this.#wheel.take(event);
     const place = this.#locate({ x: event.clientX, y: event.clientY });
     if (!place?.onPicture || lines === 0) return;
-    this.#control.moveTo(place);
-    this.#engage();
-    this.#control.scroll(lines);
+    this.#cursor.moveTo(place);
+    this.#cursor.scroll(lines);
   }
 }

@@ -1,6 +1,7 @@
 import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
 import { Control } from '../../../companion/viewer/control.js';
+import { Cursor } from '../../../companion/viewer/cursor.js';
 import { Pointer } from '../../../companion/viewer/pointer.js';
 import { FakeControl } from './fake_world.mjs';
 
@@ -33,7 +34,7 @@ beforeEach(() => {
   control = new FakeControl();
   target = new FakeTarget();
   engaged = 0;
-  new Pointer(control, locate, () => (engaged += 1)).attach(target);
+  new Pointer(new Cursor(control, () => (engaged += 1)), locate).attach(target);
 });
 
 const sent = (...expected) => assert.deepEqual(control.take(), expected);
@@ -74,7 +75,13 @@ test('a press on the bars beside the picture is none, nor is its drag onto it', 
   sent('m 0.5,0.5');
 });
 
-test('a second finger is ignored while the first is down', () => {
+test('fingers are not its business', () => {
+  target.sees('pointerdown', 10, 10, kLeft, { pointerType: 'touch' });
+  target.sees('pointerup', 10, 10, 0, { pointerType: 'touch' });
+  sent();
+});
+
+test('a second pointer is ignored while the first holds a button', () => {
   target.sees('pointerdown', 10, 10, kLeft, { pointerId: 7 });
   target.sees('pointerdown', 90, 90, kLeft, { pointerId: 8 });
   target.sees('pointerup', 90, 90, 0, { pointerId: 8 });
