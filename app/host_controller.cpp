@@ -35,6 +35,11 @@ HostController::HostController(const HostPlatform& platform)
       power_(platform.power) {}
 
 HostController::~HostController() {
+  shutDown();
+}
+
+void HostController::shutDown() {
+  streamer_->setSink({});
   // The system takes back sockets and assertions by itself, but not keys and buttons that the
   // viewer was holding down.
   if (const auto session = session_.exchange(nullptr)) closeSession(*session);

@@ -41,6 +41,10 @@ class HostController : public HostFacade,
   static std::shared_ptr<HostController> create(const HostPlatform& platform);
   ~HostController() override;
 
+  // Ends the visit and lets no picture in any more, before the end of the controller. From then on
+  // no other thread takes hold of it anew.
+  void shutDown();
+
   // False when another instance runs: this one is about to end.
   bool isOnlyInstance() const { return onlyInstance_; }
 

@@ -33,6 +33,7 @@ TovalinHostApp::TovalinHostApp(const HostPlatform& platform)
 // A picture that is on its way holds the controller for a moment. Were that hold the last one, the
 // controller would end on the capture's thread, beside the end of everything that it uses.
 TovalinHostApp::~TovalinHostApp() {
+  controller_->shutDown();
   const auto end = std::chrono::steady_clock::now() + kEndPatience;
   while (controller_.use_count() > 1 && std::chrono::steady_clock::now() < end) {
     std::this_thread::yield();

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <atomic>
 #include <future>
 #include <thread>
 
@@ -131,21 +131,21 @@ TEST_F(TovalinHostAppTest, PairingWindowGoesFromThePermissionsThroughThePinToThe
 
 TEST_F(TovalinHostAppTest, ControllerHasEndedWhenTheAppHasEvenIfAPictureHeldItMeanwhile) {
   startApp();
+  registerHost();
+  viewerConnects();
   const std::weak_ptr<HostController> controller = HostControllerRegistry::shared;
   std::promise<void> held;
-  std::promise<void> ending;
-  std::thread picture([&, isEnding = ending.get_future()]() mutable {
-    auto hold = controller.lock();
+  std::atomic<bool> tooLate = false;
+  // A picture that is on its way until the visit has been ended under it.
+  std::thread picture([&] {
+    const auto hold = controller.lock();
     held.set_value();
-    isEnding.wait();
-    // Longer than the app needs to end, were it not to wait.
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    hold.reset();
+    while (!sessionClosed(0) && !tooLate) std::this_thread::yield();
   });
   held.get_future().wait();
-  ending.set_value();
   app_.reset();
   EXPECT_TRUE(controller.expired());
+  tooLate = true;
   picture.join();
 }
 
