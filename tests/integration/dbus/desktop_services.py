@@ -63,30 +63,26 @@ class Inhibitable(DBusMockObject):
         raise dbus.exceptions.DBusException("no such cookie", name="org.example.NoSuchCookie")
 
 
-class ScreenSaver(Inhibitable):
-    service = "org.freedesktop.ScreenSaver"
+def screen_saver(interface):
+    """The class of a screen saver that can be inhibited through that interface."""
 
-    @dbus.service.method("org.freedesktop.ScreenSaver", in_signature="ss", out_signature="u",
-                         sender_keyword="sender")
-    def Inhibit(self, who, why, sender=None):
-        return self.grant(sender, who, why)
+    class Saver(Inhibitable):
+        service = interface
 
-    @dbus.service.method("org.freedesktop.ScreenSaver", in_signature="u", sender_keyword="sender")
-    def UnInhibit(self, cookie, sender=None):
-        self.give_back(sender, cookie)
+        @dbus.service.method(interface, in_signature="ss", out_signature="u",
+                             sender_keyword="sender")
+        def Inhibit(self, who, why, sender=None):
+            return self.grant(sender, who, why)
+
+        @dbus.service.method(interface, in_signature="u", sender_keyword="sender")
+        def UnInhibit(self, cookie, sender=None):
+            self.give_back(sender, cookie)
+
+    return Saver
 
 
-class XfceScreenSaver(Inhibitable):
-    service = "org.xfce.ScreenSaver"
-
-    @dbus.service.method("org.xfce.ScreenSaver", in_signature="ss", out_signature="u",
-                         sender_keyword="sender")
-    def Inhibit(self, who, why, sender=None):
-        return self.grant(sender, who, why)
-
-    @dbus.service.method("org.xfce.ScreenSaver", in_signature="u", sender_keyword="sender")
-    def UnInhibit(self, cookie, sender=None):
-        self.give_back(sender, cookie)
+ScreenSaver = screen_saver("org.freedesktop.ScreenSaver")
+XfceScreenSaver = screen_saver("org.xfce.ScreenSaver")
 
 
 class SessionManager(Inhibitable):
