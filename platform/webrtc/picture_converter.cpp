@@ -31,6 +31,13 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> PictureConverter::convert(
   return copy->buffer;
 }
 
+RowBand PictureConverter::changedSince(uint64_t number, int height) const {
+  const auto bands = history_.since(number);
+  if (!bands) return {0, height};
+  if (bands->empty()) return {};
+  return {bands->front().top, bands->back().bottom};
+}
+
 PictureConverter::Copy* PictureConverter::freshestFreeCopy(const PixelBuffer& picture) {
   Copy* freshest = nullptr;
   for (Copy& copy : copies_) {

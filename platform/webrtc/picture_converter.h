@@ -19,15 +19,19 @@ namespace tovalin {
 // the same picture. Not thread-safe.
 class PictureConverter {
  public:
-  // One copy being encoded, one waiting, two on their way: when all are held the encoder is
-  // behind, and one more would only add delay.
-  static constexpr size_t kCopies = 4;
+  // One copy being encoded, one waiting, one on its way: when all are held the encoder is behind,
+  // and one more would only add delay and memory.
+  static constexpr size_t kCopies = 3;
 
   // Takes note of a picture that nobody wants to see, so that its damage is not lost.
   void skip(const PixelBuffer& picture);
 
   // The picture in I420, immutable from now on; null when the consumer still holds every copy.
   rtc::scoped_refptr<webrtc::I420BufferInterface> convert(const PixelBuffer& picture);
+
+  // The band of rows that may differ between picture `number` and the newest one noted; all rows
+  // when that far back is not remembered.
+  RowBand changedSince(uint64_t number, int height) const;
 
   // Rows converted since construction.
   int64_t rowsConverted() const { return rowsConverted_; }

@@ -1,21 +1,44 @@
 #include "platform/webrtc/screen_source.h"
 
+#include <api/make_ref_counted.h>
 #include <api/video/video_frame.h>
 #include <api/video/video_rotation.h>
+#include <media/base/adapted_video_track_source.h>
 
-#include <utility>
+#include <optional>
+
+#include "platform/webrtc/picture_converter.h"
 
 namespace tovalin {
 
 using Rect = webrtc::VideoFrame::UpdateRect;
 
-void ScreenSource::push(const PixelBuffer& picture, int64_t timestampNs) {
+// Its base hides the operation by which a receiver comes, hence two objects. Not thread-safe.
+class ScreenSource::Feed : public rtc::AdaptedVideoTrackSource {
+ public:
+  void push(const PixelBuffer& picture, int64_t timestampNs);
+
+  bool is_screencast() const override { return true; }
+  absl::optional<bool> needs_denoising() const override { return false; }
+  SourceState state() const override { return kLive; }
+  bool remote() const override { return false; }
+
+ private:
+  struct Identity {
+    uint64_t stream;
+    uint64_t number;
+  };
+
+  PictureConverter converter_;
+  std::optional<Identity> delivered_;  // the picture last given to the library
+};
+
+void ScreenSource::Feed::push(const PixelBuffer& picture, int64_t timestampNs) {
   const int width = picture.width();
   const int height = picture.height();
   if (width <= 0 || height <= 0) return;
   const int64_t timestampUs = timestampNs / 1000;
 
-  std::lock_guard lock(mutex_);
   // The sizes that the library would like are not followed: a screencast is never scaled.
   int adaptedWidth, adaptedHeight, cropWidth, cropHeight, cropX, cropY;
   if (!AdaptFrame(width, height, timestampUs, &adaptedWidth, &adaptedHeight, &cropWidth,
@@ -30,16 +53,48 @@ void ScreenSource::push(const PixelBuffer& picture, int64_t timestampNs) {
     OnFrameDropped();
     return;
   }
-  const Identity identity{picture.streamIdentity(), picture.pictureNumber()};
   // The library adds up the rectangles of the frames that it passes over on their way to the
   // encoder: what arrives there as a repeat is one.
-  const bool repeated = std::exchange(delivered_, identity) == identity;
+  RowBand changed{0, height};
+  if (delivered_ && delivered_->stream == picture.streamIdentity()) {
+    changed = converter_.changedSince(delivered_->number, height);
+  }
+  delivered_ = {picture.streamIdentity(), picture.pictureNumber()};
   OnFrame(webrtc::VideoFrame::Builder()
               .set_video_frame_buffer(converted)
               .set_rotation(webrtc::kVideoRotation_0)
               .set_timestamp_us(timestampUs)
-              .set_update_rect(repeated ? Rect{0, 0, 0, 0} : Rect{0, 0, width, height})
+              .set_update_rect(Rect{0, changed.top, width, changed.bottom - changed.top})
               .build());
+}
+
+ScreenSource::ScreenSource() : feed_(rtc::make_ref_counted<Feed>()) {}
+
+ScreenSource::~ScreenSource() = default;
+
+void ScreenSource::push(const PixelBufferRef& picture, int64_t timestampNs) {
+  std::lock_guard lock(mutex_);
+  last_ = picture;
+  lastTimestampNs_ = timestampNs;
+  feed_->push(*picture, timestampNs);
+}
+
+bool ScreenSource::GetStats(Stats* stats) {
+  return static_cast<webrtc::VideoTrackSourceInterface&>(*feed_).GetStats(stats);
+}
+
+void ScreenSource::AddOrUpdateSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink,
+                                   const rtc::VideoSinkWants& wants) {
+  static_cast<webrtc::VideoTrackSourceInterface&>(*feed_).AddOrUpdateSink(sink, wants);
+  if (!sinks_.insert(sink).second) return;
+  std::lock_guard lock(mutex_);
+  // Under its own time: one that is on its way here must not be older.
+  if (last_) feed_->push(*last_, lastTimestampNs_);
+}
+
+void ScreenSource::RemoveSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink) {
+  sinks_.erase(sink);
+  static_cast<webrtc::VideoTrackSourceInterface&>(*feed_).RemoveSink(sink);
 }
 
 }  // namespace tovalin

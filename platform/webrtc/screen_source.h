@@ -2,42 +2,57 @@
 
 #include "platform/webrtc/require_checks.h"
 
-#include <media/base/adapted_video_track_source.h>
+#include <api/media_stream_interface.h>
+#include <api/notifier.h>
+#include <api/scoped_refptr.h>
 
 #include <cstdint>
 #include <mutex>
-#include <optional>
+#include <set>
 
 #include "platform/pixel_buffer.h"
-#include "platform/webrtc/picture_converter.h"
 
 namespace tovalin {
 
 // The screen as the media library sees it: a screencast, so that under load it keeps the
-// resolution and drops frames, and text stays readable.
-class ScreenSource : public rtc::AdaptedVideoTrackSource {
+// resolution and drops frames, and text stays readable. Whoever begins to watch gets the last
+// picture at once: of a still screen the next one may be half a second away.
+class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
  public:
+  ScreenSource();
+  ~ScreenSource() override;
+
   // Converts and delivers one picture on the calling thread; the same one again with an empty
   // update rectangle. Nothing is converted while nobody watches or the library's rate control
   // passes this picture over. Any thread; calls are taken one at a time.
-  void push(const PixelBuffer& picture, int64_t timestampNs);
+  void push(const PixelBufferRef& picture, int64_t timestampNs);
 
   bool is_screencast() const override { return true; }
   absl::optional<bool> needs_denoising() const override { return false; }
   SourceState state() const override { return kLive; }
   bool remote() const override { return false; }
+  bool GetStats(Stats* stats) override;
+
+  // On the library's worker thread.
+  void AddOrUpdateSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink,
+                       const rtc::VideoSinkWants& wants) override;
+  void RemoveSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink) override;
+
+  // There is no encoded picture to be had from a screen.
+  bool SupportsEncodedOutput() const override { return false; }
+  void GenerateKeyFrame() override {}
+  void AddEncodedSink(rtc::VideoSinkInterface<webrtc::RecordableEncodedFrame>*) override {}
+  void RemoveEncodedSink(rtc::VideoSinkInterface<webrtc::RecordableEncodedFrame>*) override {}
 
  private:
-  struct Identity {
-    uint64_t stream;
-    uint64_t number;
+  class Feed;
 
-    bool operator==(const Identity&) const = default;
-  };
+  const rtc::scoped_refptr<Feed> feed_;
+  std::set<const void*> sinks_;  // worker thread
 
-  std::mutex mutex_;
-  PictureConverter converter_;
-  std::optional<Identity> delivered_;  // the picture last given to the library
+  std::mutex mutex_;  // guards the two below and the feed's pictures
+  PixelBufferRef last_;
+  int64_t lastTimestampNs_ = 0;
 };
 
 }  // namespace tovalin

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/webrtc/settled_picture_gate.h"
+#include "platform/webrtc/refinement_plan.h"
 
 namespace tovalin {
 namespace {
@@ -17,17 +17,17 @@ namespace {
 // The library calls all of it on the encoder's queue.
 class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
-  explicit SettlingEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder)
-      : encoder_(std::move(encoder)) {}
+  SettlingEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<ActiveRows> active)
+      : encoder_(std::move(encoder)), active_(std::move(active)) {}
 
   using webrtc::VideoEncoder::InitEncode;
   int InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) override {
-    gate_ = {};
+    plan_ = {};
     return encoder_->InitEncode(codec, settings);
   }
 
   int32_t Release() override {
-    gate_ = {};
+    plan_ = {};
     return encoder_->Release();
   }
 
@@ -41,13 +41,15 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     const bool keyFrameWanted =
         types != nullptr &&
         std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
-    const SettledPictureGate::Time now(frame.timestamp_us());
-    const bool changed = !frame.update_rect().IsEmpty();
+    // Without a rectangle it covers the whole frame.
+    const auto changed = frame.update_rect();
+    const auto rows =
+        plan_.judge(RefinementPlan::Time(frame.timestamp_us()),
+                    {changed.offset_y, changed.offset_y + changed.height}, keyFrameWanted);
     // Not reported as dropped: the library notices by itself which frames an encoder has passed
     // over, and would count this one twice.
-    if (gate_.judge(now, changed, keyFrameWanted) == SettledPictureGate::Verdict::skip) {
-      return WEBRTC_VIDEO_CODEC_OK;
-    }
+    if (!rows) return WEBRTC_VIDEO_CODEC_OK;
+    active_->rows = rows == RefinementPlan::kAllRows ? std::nullopt : rows;
     // The library's VP8 encoder lets repeats go by too, with less care: it forgets the changes that
     // it dropped to keep to the bitrate. Told of no repeats it encodes what it is given.
     webrtc::VideoFrame anyFrame = frame;
@@ -56,7 +58,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   }
 
   void OnLossNotification(const LossNotification& loss) override {
-    gate_ = {};
+    plan_ = {};
     encoder_->OnLossNotification(loss);
   }
 
@@ -75,22 +77,24 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   Result OnEncodedImage(const webrtc::EncodedImage& image,
                         const webrtc::CodecSpecificInfo* codec) override {
     // A key frame begins anew, however fine its quantiser.
-    gate_.encoded(image._frameType != webrtc::VideoFrameType::kVideoFrameKey && image.qp_ >= 0 &&
-                  image.qp_ <= webrtc::kVp8SteadyStateQpThreshold);
+    if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) plan_.keyFrameCame();
+    plan_.encoded(image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold);
     return receiver_->OnEncodedImage(image, codec);
   }
 
   void OnDroppedFrame(DropReason reason) override { receiver_->OnDroppedFrame(reason); }
 
   const std::unique_ptr<webrtc::VideoEncoder> encoder_;
+  const std::shared_ptr<ActiveRows> active_;
   webrtc::EncodedImageCallback* receiver_ = nullptr;
-  SettledPictureGate gate_;
+  RefinementPlan plan_;
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder) {
-  return std::make_unique<SettlingEncoder>(std::move(encoder));
+std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder,
+                                               std::shared_ptr<ActiveRows> active) {
+  return std::make_unique<SettlingEncoder>(std::move(encoder), std::move(active));
 }
 
 }  // namespace tovalin

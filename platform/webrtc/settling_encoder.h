@@ -6,11 +6,15 @@
 
 #include <memory>
 
+#include "platform/webrtc/lean_libvpx.h"
+
 namespace tovalin {
 
-// Encodes with `encoder`, but lets repeats of a settled picture go by: each costs half as much work
-// as a picture that is new all over, and brings the viewer nothing. A repeat is a frame with an
-// empty update rectangle. For VP8 encoders that are done when Encode() returns.
-std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder);
+// Encodes with `encoder`, and tells it through `active` which rows are worth its work: those that
+// the frames' update rectangles cover, until they are sharp. Repeats of a picture that is sharp all
+// over go by; a repeat is a frame with an empty update rectangle. For VP8 encoders that are done
+// when Encode() returns.
+std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder,
+                                               std::shared_ptr<ActiveRows> active);
 
 }  // namespace tovalin

@@ -3,9 +3,11 @@
 #include <api/video_codecs/sdp_video_format.h>
 #include <api/video_codecs/video_encoder.h>
 #include <api/video_codecs/video_encoder_factory_template_libvpx_vp8_adapter.h>
+#include <modules/video_coding/codecs/vp8/libvpx_vp8_encoder.h>
 
 #include <utility>
 
+#include "platform/webrtc/lean_libvpx.h"
 #include "platform/webrtc/settling_encoder.h"
 
 namespace tovalin {
@@ -48,6 +50,13 @@ class EncoderFactoryBridge final : public webrtc::VideoEncoderFactory {
 
 }  // namespace
 
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder() {
+  auto active = std::make_shared<ActiveRows>();
+  auto encoder = std::make_unique<webrtc::LibvpxVp8Encoder>(leanLibvpx(active),
+                                                            webrtc::VP8Encoder::Settings());
+  return settling(std::move(encoder), std::move(active));
+}
+
 std::vector<VideoCodecInfo> libraryVp8Codecs() {
   std::vector<VideoCodecInfo> codecs;
   for (const auto& format : webrtc::LibvpxVp8EncoderTemplateAdapter::SupportedFormats()) {
@@ -57,7 +66,7 @@ std::vector<VideoCodecInfo> libraryVp8Codecs() {
 }
 
 std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder() {
-  return std::make_unique<LibraryEncoder>(settling(webrtc::VP8Encoder::Create()));
+  return std::make_unique<LibraryEncoder>(makeScreenVp8Encoder());
 }
 
 std::unique_ptr<webrtc::VideoEncoderFactory> bridgeEncoders(

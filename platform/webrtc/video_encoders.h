@@ -2,6 +2,7 @@
 
 #include "platform/webrtc/require_checks.h"
 
+#include <api/video_codecs/video_encoder.h>
 #include <api/video_codecs/video_encoder_factory.h>
 
 #include <memory>
@@ -11,7 +12,10 @@
 
 namespace tovalin {
 
-// What the library's VP8 encoder reports of itself, and a new one. Any thread.
+// The library's VP8 encoder, tuned to screens. Any thread.
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder();
+
+// What it reports of itself, and a new one as the port knows it. Any thread.
 std::vector<VideoCodecInfo> libraryVp8Codecs();
 std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder();
 

@@ -20,7 +20,7 @@ class WebRtcVideoSource final : public RtcVideoSource {
       : engine_(std::move(engine)), native_(rtc::make_ref_counted<ScreenSource>()) {}
 
   void push(const PixelBufferRef& pixelBuffer, int64_t timestampNs) override {
-    if (pixelBuffer) native_->push(*pixelBuffer, timestampNs);
+    if (pixelBuffer) native_->push(pixelBuffer, timestampNs);
   }
 
   ScreenSource& native() { return *native_; }

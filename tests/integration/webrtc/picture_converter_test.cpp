@@ -233,7 +233,7 @@ TEST_P(PictureSizes, StayExactThroughRandomDamage) {
     const Converted converted = converter_.convert(*picture);
     ASSERT_TRUE(isExact(converted, *picture)) << "round " << round;
     held.push_back(converted);
-    while (held.size() > static_cast<size_t>(below(3)) + 1) {
+    while (held.size() > static_cast<size_t>(below(2)) + 1) {
       held.erase(held.begin() + below(static_cast<int>(held.size())));
     }
   }

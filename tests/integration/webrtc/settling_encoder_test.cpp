@@ -3,22 +3,17 @@
 #include <gmock/gmock.h>
 
 #include <api/video/i420_buffer.h>
-#include <api/video/video_bitrate_allocation.h>
 #include <api/video_codecs/video_codec.h>
-#include <api/video_codecs/video_decoder.h>
-#include <libyuv/compare.h>
-#include <modules/video_coding/codecs/vp8/include/vp8.h>
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <modules/video_coding/include/video_error_codes.h>
 
 #include <chrono>
 #include <memory>
-#include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "platform/webrtc/settled_picture_gate.h"
+#include "platform/webrtc/refinement_plan.h"
+#include "tests/integration/webrtc/screen_encoding.h"
 
 namespace tovalin {
 namespace {
@@ -26,7 +21,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::SizeIs;
-using Buffer = rtc::scoped_refptr<webrtc::I420BufferInterface>;
 using FrameTypes = std::vector<webrtc::VideoFrameType>;
 using Rates = webrtc::VideoEncoder::RateControlParameters;
 
@@ -111,17 +105,6 @@ class Receiver final : public webrtc::EncodedImageCallback {
   int dropped = 0;
 };
 
-webrtc::VideoFrame frameOf(const Buffer& buffer, std::chrono::microseconds at, bool repeat) {
-  webrtc::VideoFrame::UpdateRect rect{0, 0, buffer->width(), buffer->height()};
-  if (repeat) rect.MakeEmptyUpdate();
-  return webrtc::VideoFrame::Builder()
-      .set_video_frame_buffer(buffer)
-      .set_timestamp_us(at.count())
-      .set_timestamp_rtp(static_cast<uint32_t>(at.count() * 9 / 100))
-      .set_update_rect(rect)
-      .build();
-}
-
 class SettlingEncoderTest : public testing::Test {
  protected:
   SettlingEncoderTest() { encoder_->RegisterEncodeCompleteCallback(&receiver_); }
@@ -130,7 +113,10 @@ class SettlingEncoderTest : public testing::Test {
   bool comes(bool repeat, FrameTypes types = {kDelta}) {
     now_ += 500ms;
     const size_t before = inner_.encodedUs.size();
-    EXPECT_EQ(encoder_->Encode(frameOf(buffer_, now_, repeat), &types), inner_.result);
+    EXPECT_EQ(
+        encoder_->Encode(frameOf(buffer_, now_, repeat ? RowBand{} : RowBand{0, buffer_->height()}),
+                         &types),
+        inner_.result);
     return inner_.encodedUs.size() > before;
   }
   bool changeComes() { return comes(false); }
@@ -138,18 +124,19 @@ class SettlingEncoderTest : public testing::Test {
 
   void settles() {
     ASSERT_TRUE(changeComes());
-    for (int i = 0; i < SettledPictureGate::kSharpeningPictures; ++i) ASSERT_TRUE(repeatComes());
-    ASSERT_FALSE(repeatComes());
+    int repeats = 0;
+    while (repeatComes()) ASSERT_LT(++repeats, 3 * RefinementPlan::kSharpeningPictures);
     ASSERT_TRUE(repeatComes());
     // From here on the next repeat is one too many.
   }
 
-  const Buffer buffer_ = webrtc::I420Buffer::Create(64, 48);
+  const I420 buffer_ = webrtc::I420Buffer::Create(64, 48);
   std::chrono::microseconds now_ = 1h;
   FakeEncoderState inner_;
   Receiver receiver_;
+  const std::shared_ptr<ActiveRows> active_ = std::make_shared<ActiveRows>();
   const std::unique_ptr<webrtc::VideoEncoder> encoder_ =
-      settling(std::make_unique<FakeEncoder>(inner_));
+      settling(std::make_unique<FakeEncoder>(inner_), active_);
 };
 
 TEST_F(SettlingEncoderTest, RepeatsOfASettledPictureGoByAsIfTheyHadBeenEncoded) {
@@ -167,6 +154,25 @@ TEST_F(SettlingEncoderTest, ASettledPictureIsStillSentOnceASecond) {
   EXPECT_THAT(receiver_.images, SizeIs(images + 10));
 }
 
+TEST_F(SettlingEncoderTest, AllRowsAreActiveUntilThePictureHasSettledAndThenNone) {
+  for (int i = 0; i <= RefinementPlan::kSharpeningPictures; ++i) {
+    ASSERT_TRUE(comes(i > 0));
+    ASSERT_EQ(active_->rows, std::nullopt);
+  }
+  ASSERT_FALSE(repeatComes());
+  ASSERT_TRUE(repeatComes());
+  EXPECT_EQ(active_->rows, RowBand{});
+}
+
+TEST_F(SettlingEncoderTest, TheRowsOfAChangeAreActiveAndAllOfThemForAKeyFrame) {
+  settles();
+  now_ += 1us;
+  EXPECT_EQ(encoder_->Encode(frameOf(buffer_, now_, {16, 36}), nullptr), WEBRTC_VIDEO_CODEC_OK);
+  EXPECT_EQ(active_->rows, (RowBand{16, 36}));
+  EXPECT_TRUE(comes(true, {kKey}));
+  EXPECT_EQ(active_->rows, std::nullopt);
+}
+
 TEST_F(SettlingEncoderTest, TheEncoderInsideIsToldOfNoRepeats) {
   settles();
   EXPECT_EQ(inner_.toldOfRepeats, 0);
@@ -174,7 +180,7 @@ TEST_F(SettlingEncoderTest, TheEncoderInsideIsToldOfNoRepeats) {
 
 TEST_F(SettlingEncoderTest, APictureWithoutARectangleCountsAsChanged) {
   settles();
-  auto frame = frameOf(buffer_, now_ + 1us, true);
+  auto frame = frameOf(buffer_, now_ + 1us, {});
   frame.clear_update_rect();
   const size_t before = inner_.encodedUs.size();
   encoder_->Encode(frame, nullptr);
@@ -258,131 +264,6 @@ TEST_F(SettlingEncoderTest, EverythingElsePassesThrough) {
   EXPECT_EQ(inner_.callback->OnEncodedImage({}, nullptr).frame_id, 7u);
   encoder_->RegisterEncodeCompleteCallback(nullptr);
   EXPECT_EQ(inner_.callback, nullptr);
-}
-
-// The library's own encoder and decoder.
-
-class Screen final : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCallback {
- public:
-  Screen(std::unique_ptr<webrtc::VideoEncoder> encoder, unsigned kbps)
-      : encoder_(std::move(encoder)) {
-    webrtc::VideoDecoder::Settings decoding;
-    decoding.set_codec_type(webrtc::kVideoCodecVP8);
-    decoding.set_max_render_resolution({kWidth, kHeight});
-    EXPECT_TRUE(decoder_->Configure(decoding));
-    decoder_->RegisterDecodeCompleteCallback(this);
-
-    webrtc::VideoCodec codec;
-    codec.codecType = webrtc::kVideoCodecVP8;
-    codec.mode = webrtc::VideoCodecMode::kScreensharing;
-    codec.width = kWidth;
-    codec.height = kHeight;
-    codec.startBitrate = kbps;
-    codec.maxBitrate = kbps;
-    codec.maxFramerate = 60;
-    codec.qpMax = 56;
-    codec.active = true;
-    *codec.VP8() = webrtc::VideoEncoder::GetDefaultVp8Settings();
-    codec.VP8()->denoisingOn = false;
-    codec.VP8()->automaticResizeOn = false;
-    codec.SetFrameDropEnabled(true);
-    encoder_->RegisterEncodeCompleteCallback(this);
-    const webrtc::VideoEncoder::Settings settings(webrtc::VideoEncoder::Capabilities(false), 1,
-                                                  1200);
-    EXPECT_EQ(encoder_->InitEncode(&codec, settings), WEBRTC_VIDEO_CODEC_OK);
-    webrtc::VideoBitrateAllocation bitrate;
-    bitrate.SetBitrate(0, 0, kbps * 1000);
-    encoder_->SetRates(Rates(bitrate, 30));
-  }
-  ~Screen() override {
-    encoder_->Release();
-    decoder_->Release();
-  }
-
-  // Whether the viewer got it; the encoder may drop it to keep to its bitrate.
-  bool shows(const Buffer& buffer, bool repeat) {
-    const int before = images_;
-    now_ += repeat ? 500ms : 33ms;
-    const FrameTypes types{images_ == 0 ? kKey : kDelta};
-    EXPECT_EQ(encoder_->Encode(frameOf(buffer, now_, repeat), &types), WEBRTC_VIDEO_CODEC_OK);
-    return images_ > before;
-  }
-
-  int images() const { return images_; }
-  double sharpness(const Buffer& original) const {
-    return libyuv::CalcFramePsnr(original->DataY(), original->StrideY(), seen_->DataY(),
-                                 seen_->StrideY(), kWidth, kHeight);
-  }
-
-  static constexpr int kWidth = 640;
-  static constexpr int kHeight = 360;
-
- private:
-  Result OnEncodedImage(const webrtc::EncodedImage& image,
-                        const webrtc::CodecSpecificInfo*) override {
-    ++images_;
-    EXPECT_EQ(decoder_->Decode(image, false, 0), WEBRTC_VIDEO_CODEC_OK);
-    return Result(Result::OK);
-  }
-  int32_t Decoded(webrtc::VideoFrame& frame) override {
-    seen_ = frame.video_frame_buffer()->ToI420();
-    return WEBRTC_VIDEO_CODEC_OK;
-  }
-
-  const std::unique_ptr<webrtc::VideoEncoder> encoder_;
-  const std::unique_ptr<webrtc::VideoDecoder> decoder_ = webrtc::VP8Decoder::Create();
-  std::chrono::microseconds now_ = 1h;
-  int images_ = 0;
-  Buffer seen_;
-};
-
-// Hard to encode: noise above, fine steps below.
-Buffer detailed(unsigned seed) {
-  const auto buffer = webrtc::I420Buffer::Create(Screen::kWidth, Screen::kHeight);
-  webrtc::I420Buffer::SetBlack(buffer.get());
-  std::mt19937 random(seed);
-  for (int y = 0; y < Screen::kHeight; ++y) {
-    for (int x = 0; x < Screen::kWidth; ++x) {
-      buffer->MutableDataY()[y * buffer->StrideY() + x] = static_cast<uint8_t>(
-          y < Screen::kHeight / 2 ? 16 + random() % 200 : 16 + (x / 3 + y + 5 * seed) % 200);
-    }
-  }
-  return buffer;
-}
-
-TEST(SettlingVp8Test, AStillPictureAfterMotionBecomesAsSharpWithFewerPictures) {
-  Screen plain(webrtc::VP8Encoder::Create(), 2500);
-  Screen settled(settling(webrtc::VP8Encoder::Create()), 2500);
-  Buffer picture;
-  for (unsigned i = 0; i < 20; ++i) {
-    picture = detailed(i);
-    plain.shows(picture, false);
-    settled.shows(picture, false);
-  }
-  // A minute.
-  for (int i = 0; i < 120; ++i) {
-    plain.shows(picture, true);
-    settled.shows(picture, true);
-  }
-  EXPECT_GT(plain.sharpness(picture), 40.0);
-  EXPECT_GT(settled.sharpness(picture), plain.sharpness(picture) - 0.3);
-  EXPECT_LT(settled.images(), plain.images() - 20);
-}
-
-TEST(SettlingVp8Test, AChangeThatWasTooBigForTheBitrateComesWithTheNextRepeat) {
-  Screen screen(settling(webrtc::VP8Encoder::Create()), 300);
-  const auto flat = webrtc::I420Buffer::Create(Screen::kWidth, Screen::kHeight);
-  webrtc::I420Buffer::SetBlack(flat.get());
-  screen.shows(flat, false);
-  int repeats = 0;
-  while (repeats < 100 && screen.shows(flat, true)) ++repeats;
-  ASSERT_LT(repeats, 100) << "it never settles";
-  // Just before the change, so that the repeat after it comes too early to keep the video alive.
-  ASSERT_TRUE(screen.shows(flat, true));
-
-  const Buffer change = detailed(1);
-  ASSERT_FALSE(screen.shows(change, false)) << "the encoder sends it in spite of the bitrate";
-  EXPECT_TRUE(screen.shows(change, true));
 }
 
 }  // namespace

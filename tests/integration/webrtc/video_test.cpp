@@ -49,6 +49,15 @@ INSTANTIATE_TEST_SUITE_P(EvenAndOdd, ScreenSizes,
 
 using VideoTest = VisitTest;
 
+TEST_F(VideoTest, APictureFromBeforeTheConnectionIsTheFirstThatTheViewerGets) {
+  hostStarts();
+  viewerComes();
+  show(fourQuarters(640, 360));
+  negotiate();
+  EXPECT_TRUE(
+      board_.waitUntil([&] { return showsFourQuarters(viewer_->notes().picture, 640, 360); }));
+}
+
 TEST_F(VideoTest, DamagedRowsChangeAtTheViewerAndTheOthersStay) {
   connect();
   const auto first = fourQuarters(640, 360);

@@ -126,6 +126,10 @@ bool VisitTest::trickleUntil(const std::function<bool()>& holds, std::chrono::mi
 void VisitTest::connect(const RtcConfiguration& configuration) {
   hostStarts(configuration);
   viewerComes();
+  negotiate();
+}
+
+void VisitTest::negotiate() {
   const std::string answer = viewer_->answer(hostOffers());
   ASSERT_FALSE(answer.empty());
   ASSERT_EQ(hostRefuses(answer), "");

@@ -72,7 +72,9 @@ class VisitTest : public testing::Test {
   // Hands candidates over, both ways, until `holds` (asked under the noticeboard's lock).
   [[nodiscard]] bool trickleUntil(const std::function<bool()>& holds,
                                   std::chrono::milliseconds bound = Noticeboard::kBound);
-  // From start to an open "input" channel on both sides.
+  // From the offer to an open "input" channel on both sides.
+  void negotiate();
+  // The same from the start.
   void connect(const RtcConfiguration& configuration = {});
   void hostForgets();
 

@@ -1,140 +1,184 @@
-#include "platform/webrtc/settled_picture_gate.h"
+#include "platform/webrtc/refinement_plan.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
+#include <ostream>
 
 namespace tovalin {
+
+void PrintTo(const RowBand& band, std::ostream* out) {
+  *out << "rows " << band.top << " to " << band.bottom;
+}
+
 namespace {
 
 using namespace std::chrono_literals;
-using Gate = SettledPictureGate;
-using enum Gate::Verdict;
+using Plan = RefinementPlan;
+using Rows = std::optional<RowBand>;
+
+constexpr RowBand kNone{};
+constexpr RowBand kLine{100, 117};
+constexpr RowBand kOtherLine{300, 317};
+constexpr RowBand kBothLines{100, 317};
+constexpr RowBand kScreen{0, 1080};
 
 enum class Outcome { sharp, coarse, dropped };
 
 // A screen of which a picture comes every half second, and an encoder that does as it is told.
-class SettledPictureGateTest : public testing::Test {
+class RefinementPlanTest : public testing::Test {
  protected:
-  Gate::Verdict pictureComes(bool changed, bool keyFrameWanted, Outcome outcome = Outcome::sharp) {
+  Rows comes(RowBand changed, bool keyFrameWanted, Outcome outcome = Outcome::sharp) {
     now_ += interval_;
-    const auto verdict = gate_.judge(now_, changed, keyFrameWanted);
-    if (verdict == encode && outcome != Outcome::dropped) gate_.encoded(outcome == Outcome::sharp);
-    return verdict;
+    const auto rows = plan_.judge(now_, changed, keyFrameWanted);
+    if (rows && outcome != Outcome::dropped) plan_.encoded(outcome == Outcome::sharp);
+    return rows;
   }
-  Gate::Verdict repeatComes(Outcome outcome = Outcome::sharp) {
-    return pictureComes(false, false, outcome);
+  Rows repeatComes(Outcome outcome = Outcome::sharp) { return comes(kNone, false, outcome); }
+  Rows changeComes(RowBand rows, Outcome outcome = Outcome::sharp) {
+    return comes(rows, false, outcome);
   }
-  Gate::Verdict changeComes(Outcome outcome = Outcome::sharp) {
-    return pictureComes(true, false, outcome);
-  }
-  Gate::Verdict keyFrameIsWanted(Outcome outcome = Outcome::sharp) {
-    return pictureComes(false, true, outcome);
-  }
+  Rows keyFrameIsWanted(Outcome outcome = Outcome::sharp) { return comes(kNone, true, outcome); }
 
   // The first picture and as many repeats as it takes to sharpen it.
   void pictureSettles() {
-    ASSERT_EQ(changeComes(), encode);
-    sharpensAgain();
+    ASSERT_EQ(changeComes(kScreen), Plan::kAllRows);
+    sharpens(Plan::kAllRows);
   }
-  // All of them are encoded, and then one is not.
-  void sharpensAgain() {
-    for (int i = 0; i < Gate::kSharpeningPictures; ++i) ASSERT_EQ(repeatComes(), encode);
-    ASSERT_EQ(repeatComes(), skip);
+  // These rows are encoded again and again, and then nothing is.
+  void sharpens(RowBand rows) {
+    for (int i = 0; i < Plan::kSharpeningPictures; ++i) ASSERT_EQ(repeatComes(), rows);
+    ASSERT_EQ(repeatComes(), std::nullopt);
   }
 
-  Gate gate_;
-  Gate::Time now_ = 1h;
-  Gate::Time interval_ = 500ms;
+  Plan plan_;
+  Plan::Time now_ = 1h;
+  Plan::Time interval_ = 500ms;
 };
 
-TEST_F(SettledPictureGateTest, RepeatsAreEncodedUntilTheyHaveSharpenedThePicture) {
+TEST_F(RefinementPlanTest, RepeatsAreEncodedUntilTheyHaveSharpenedThePicture) {
   pictureSettles();
 }
 
-TEST_F(SettledPictureGateTest, TheFirstPictureIsEncodedEvenWhenCalledARepeat) {
-  EXPECT_EQ(repeatComes(), encode);
+TEST_F(RefinementPlanTest, TheFirstPictureIsEncodedWholeEvenWhenCalledARepeat) {
+  EXPECT_EQ(repeatComes(), Plan::kAllRows);
 }
 
-TEST_F(SettledPictureGateTest, ASettledPictureIsEncodedOnceASecond) {
+TEST_F(RefinementPlanTest, ASettledPictureIsRefreshedOnceASecondWithoutALookAtAnyRow) {
   pictureSettles();
   for (int second = 0; second < 60; ++second) {
-    EXPECT_EQ(repeatComes(), encode);
-    EXPECT_EQ(repeatComes(), skip);
+    EXPECT_EQ(repeatComes(), kNone);
+    EXPECT_EQ(repeatComes(), std::nullopt);
   }
 }
 
-TEST_F(SettledPictureGateTest, RepeatsThatComeALittleEarlyAreStillEncodedOnceASecond) {
+TEST_F(RefinementPlanTest, RepeatsThatComeALittleEarlyAreStillEncodedOnceASecond) {
   interval_ = 450ms;
   pictureSettles();
-  EXPECT_EQ(repeatComes(), encode);
-  EXPECT_EQ(repeatComes(), skip);
-  EXPECT_EQ(repeatComes(), encode);
+  EXPECT_EQ(repeatComes(), kNone);
+  EXPECT_EQ(repeatComes(), std::nullopt);
+  EXPECT_EQ(repeatComes(), kNone);
 }
 
-TEST_F(SettledPictureGateTest, ARefreshThatTheEncoderDroppedIsMadeUpForByTheNextRepeat) {
+TEST_F(RefinementPlanTest, ARefreshThatTheEncoderDroppedIsMadeUpForByTheNextRepeat) {
   pictureSettles();
-  EXPECT_EQ(repeatComes(Outcome::dropped), encode);
-  EXPECT_EQ(repeatComes(), encode);
-  EXPECT_EQ(repeatComes(), skip);
+  EXPECT_EQ(repeatComes(Outcome::dropped), kNone);
+  EXPECT_EQ(repeatComes(), kNone);
+  EXPECT_EQ(repeatComes(), std::nullopt);
 }
 
-TEST_F(SettledPictureGateTest, AChangeIsEncodedAtOnceAndSharpenedAnew) {
-  pictureSettles();
-  interval_ = 1us;
-  EXPECT_EQ(changeComes(), encode);
-  sharpensAgain();
-}
-
-TEST_F(SettledPictureGateTest, AChangeThatTheEncoderDroppedIsOwedByTheRepeats) {
+TEST_F(RefinementPlanTest, OfASettledPictureOnlyTheRowsThatChangedAreEncodedAndSharpened) {
   pictureSettles();
   interval_ = 1us;
-  EXPECT_EQ(changeComes(Outcome::dropped), encode);
-  EXPECT_EQ(repeatComes(Outcome::dropped), encode);
-  EXPECT_EQ(repeatComes(), encode) << "brings the change";
-  sharpensAgain();
+  EXPECT_EQ(changeComes(kLine), kLine);
+  sharpens(kLine);
 }
 
-TEST_F(SettledPictureGateTest, AKeyFrameIsEncodedAtOnceAndSharpenedAnew) {
+TEST_F(RefinementPlanTest, RowsThatChangedOneAfterTheOtherAreSharpenedTogether) {
+  pictureSettles();
+  EXPECT_EQ(changeComes(kLine), kLine);
+  EXPECT_EQ(repeatComes(), kLine);
+  EXPECT_EQ(changeComes(kOtherLine), kBothLines);
+  sharpens(kBothLines);
+}
+
+TEST_F(RefinementPlanTest, AChangeThatTheEncoderDroppedIsOwedByTheRepeats) {
   pictureSettles();
   interval_ = 1us;
-  EXPECT_EQ(keyFrameIsWanted(), encode);
-  sharpensAgain();
+  EXPECT_EQ(changeComes(kLine, Outcome::dropped), kLine);
+  EXPECT_EQ(repeatComes(Outcome::dropped), kLine);
+  EXPECT_EQ(repeatComes(), kLine) << "brings the change";
+  sharpens(kLine);
 }
 
-TEST_F(SettledPictureGateTest, AKeyFrameThatTheEncoderDroppedIsOwedByTheRepeats) {
+TEST_F(RefinementPlanTest, AKeyFrameThatWasWantedIsEncodedWholeAndSharpenedAnew) {
   pictureSettles();
   interval_ = 1us;
-  EXPECT_EQ(keyFrameIsWanted(Outcome::dropped), encode);
-  EXPECT_EQ(repeatComes(), encode) << "brings the key frame";
-  sharpensAgain();
+  EXPECT_EQ(keyFrameIsWanted(), Plan::kAllRows);
+  sharpens(Plan::kAllRows);
 }
 
-TEST_F(SettledPictureGateTest, ACoarsePictureNeverSettles) {
-  ASSERT_EQ(changeComes(), encode);
-  for (int i = 0; i < 10 * Gate::kSharpeningPictures; ++i) {
-    ASSERT_EQ(repeatComes(Outcome::coarse), encode);
+TEST_F(RefinementPlanTest, AKeyFrameThatTheEncoderMadeByItselfIsSharpenedAnew) {
+  pictureSettles();
+  now_ += 1s;
+  ASSERT_EQ(plan_.judge(now_, kNone, false), kNone);
+  plan_.keyFrameCame();
+  plan_.encoded(true);
+  sharpens(Plan::kAllRows);
+}
+
+TEST_F(RefinementPlanTest, AKeyFrameThatTheEncoderDroppedIsOwedByTheRepeats) {
+  pictureSettles();
+  interval_ = 1us;
+  EXPECT_EQ(keyFrameIsWanted(Outcome::dropped), Plan::kAllRows);
+  EXPECT_EQ(repeatComes(), Plan::kAllRows) << "brings the key frame";
+  sharpens(Plan::kAllRows);
+}
+
+TEST_F(RefinementPlanTest, ACoarsePictureNeverSettles) {
+  ASSERT_EQ(changeComes(kScreen), Plan::kAllRows);
+  for (int i = 0; i < 10 * Plan::kSharpeningPictures; ++i) {
+    ASSERT_EQ(repeatComes(Outcome::coarse), Plan::kAllRows);
   }
-  sharpensAgain();
+  EXPECT_EQ(repeatComes(), Plan::kAllRows);
+  sharpens(Plan::kAllRows);
 }
 
-TEST_F(SettledPictureGateTest, OneCoarsePictureBeginsTheSharpeningAnew) {
-  ASSERT_EQ(changeComes(), encode);
-  for (int i = 1; i < Gate::kSharpeningPictures; ++i) ASSERT_EQ(repeatComes(), encode);
-  ASSERT_EQ(repeatComes(Outcome::coarse), encode);
-  sharpensAgain();
+TEST_F(RefinementPlanTest, OneCoarsePictureBeginsTheSharpeningAnew) {
+  ASSERT_EQ(changeComes(kScreen), Plan::kAllRows);
+  for (int i = 1; i < Plan::kSharpeningPictures; ++i) ASSERT_EQ(repeatComes(), Plan::kAllRows);
+  ASSERT_EQ(repeatComes(Outcome::coarse), Plan::kAllRows);
+  EXPECT_EQ(repeatComes(), Plan::kAllRows);
+  sharpens(Plan::kAllRows);
 }
 
-TEST_F(SettledPictureGateTest, ARefreshThatTurnsOutCoarseUnsettlesThePicture) {
-  pictureSettles();
-  EXPECT_EQ(repeatComes(Outcome::coarse), encode);
-  interval_ = 1us;
-  sharpensAgain();
+TEST_F(RefinementPlanTest, ABlinkingCaretDoesNotKeepTheRestFromSettling) {
+  ASSERT_EQ(changeComes(kScreen), Plan::kAllRows);
+  for (int i = 0; i < Plan::kSharpeningPictures; ++i) {
+    ASSERT_EQ(changeComes(kLine), Plan::kAllRows);
+  }
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(changeComes(kLine), kLine);
 }
 
-TEST_F(SettledPictureGateTest, AScreenThatKeepsChangingIsAlwaysEncoded) {
+TEST_F(RefinementPlanTest, AScreenThatKeepsChangingIsAlwaysEncodedWhole) {
   interval_ = 33ms;
-  for (int i = 0; i < 300; ++i) ASSERT_EQ(changeComes(), encode);
+  for (int i = 0; i < 300; ++i) {
+    const auto rows = changeComes(kScreen);
+    ASSERT_TRUE(rows == Plan::kAllRows || rows == kScreen);
+  }
+}
+
+TEST_F(RefinementPlanTest, WhatChangedLastIsSharpenedHoweverLongItHadBeenChanging) {
+  interval_ = 33ms;
+  for (int changes = 0; changes < 3 * Plan::kSharpeningPictures; ++changes) {
+    plan_ = {};
+    for (int i = 0; i <= changes; ++i) changeComes(kScreen);
+    for (int i = 0; i < Plan::kSharpeningPictures; ++i) {
+      const auto rows = repeatComes();
+      ASSERT_TRUE(rows == Plan::kAllRows || rows == kScreen) << changes << " changes, repeat " << i;
+    }
+  }
 }
 
 }  // namespace

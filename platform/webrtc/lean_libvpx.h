@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+#include <modules/video_coding/codecs/interface/libvpx_interface.h>
+
+#include <memory>
+#include <optional>
+
+#include "platform/pixel_buffer.h"
+
+namespace tovalin {
+
+// Which rows an encoder has to look at; the rest of the picture is what it was. Written before each
+// picture and read while it is encoded, on the encoder's queue.
+struct ActiveRows {
+  // Absent: all of them. An empty band: none.
+  std::optional<RowBand> rows;
+};
+
+// libvpx for screens: it spends its time on the active rows only, and gives back the memory that it
+// has cleared but does not use.
+std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active);
+
+}  // namespace tovalin

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "platform/pixel_buffer.h"
+
+namespace tovalin {
+
+// Decides how much of a picture an encoder has to look at: the rows that changed and those that are
+// not yet as sharp as they get. Repeats of a picture that is sharp all over are worth one look a
+// second, to keep the video alive. Pure arithmetic on what it is told; no clock of its own. Not
+// thread-safe.
+class RefinementPlan {
+ public:
+  // On the clock of the pictures.
+  using Time = std::chrono::microseconds;
+
+  // Of two repeats a second every other one is encoded, also when one comes a little early.
+  static constexpr Time kRefresh = std::chrono::milliseconds(800);
+  // libvpx 1.12 goes on sharpening a still picture once its quantiser has reached the floor: with
+  // each picture it refreshes about a twentieth of the blocks, in turns.
+  static constexpr int kSharpeningPictures = 24;
+  // Of every picture, however high.
+  static constexpr RowBand kAllRows{0, std::numeric_limits<int>::max()};
+
+  // The rows of the next picture to encode, possibly none of them; absent to let the picture go by.
+  // `changed`: the rows that may differ from the picture before it; an empty band for a repeat.
+  std::optional<RowBand> judge(Time now, RowBand changed, bool keyFrameWanted) {
+    if (keyFrameWanted) changed = kAllRows;
+    if (!isEmpty(changed)) note(changed);
+    if (!owed_ && isEmpty(coarse_) && now - encodedAt_ < kRefresh) return std::nullopt;
+    judgedAt_ = now;
+    return coarse_;
+  }
+
+  // The picture that comes out next is a key frame, wanted or not: nothing of it is sharp yet.
+  void keyFrameCame() {
+    coarse_ = kAllRows;
+    sharpPictures_ = 0;
+    changedMeanwhile_ = {};
+  }
+
+  // What was last judged worth encoding came out of the encoder. An encoder may also drop it; then
+  // this is not called, and what was owed to the viewer still is. `sharp`: as sharp as a single
+  // picture gets.
+  void encoded(bool sharp) {
+    owed_ = false;
+    encodedAt_ = judgedAt_;
+    sharpPictures_ = sharp ? sharpPictures_ + 1 : 0;
+    if (sharpPictures_ <= kSharpeningPictures) return;
+    // A blinking caret must not keep the rows around it from becoming settled.
+    coarse_ = std::exchange(changedMeanwhile_, {});
+    sharpPictures_ = 0;
+  }
+
+ private:
+  static bool isEmpty(RowBand band) { return band.top >= band.bottom; }
+  static RowBand united(RowBand a, RowBand b) {
+    if (isEmpty(a)) return b;
+    return {std::min(a.top, b.top), std::max(a.bottom, b.bottom)};
+  }
+
+  void note(RowBand changed) {
+    owed_ = true;
+    const RowBand all = united(coarse_, changed);
+    if (all != coarse_) sharpPictures_ = 0;
+    changedMeanwhile_ = sharpPictures_ > 0 ? united(changedMeanwhile_, changed) : RowBand();
+    coarse_ = all;
+  }
+
+  RowBand coarse_ = kAllRows;
+  int sharpPictures_ = 0;     // in a row, since the coarse rows last grew or settled
+  RowBand changedMeanwhile_;  // since the first of them
+  bool owed_ = true;          // whether the viewer has yet to get a change or a key frame
+  Time judgedAt_{};
+  Time encodedAt_{};
+};
+
+}  // namespace tovalin
