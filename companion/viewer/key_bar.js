@@ -41,6 +41,10 @@ export class KeyBar {
     this.#showModifiers();
   }
 
+  get isShown() {
+    return !this.#root.hidden;
+  }
+
   show() {
     this.#root.hidden = false;
     this.#root.parentElement.classList.add('typing');

@@ -55,7 +55,7 @@ const sheet = new UnlockSheet(
   { isConnected: () => control.isOpen, unlock: (password) => control.unlock(password) },
   takeKeyboard);
 const desk = new DeskView({
-  showKeyboard: () => textField.focus(),
+  showKeyboard: () => (keyBar.isShown ? textField.blur() : textField.focus()),
   figures: () => figures.toggle(),
   home: () => session.home(),
   leave: () => session.leave(),
@@ -100,7 +100,12 @@ function showPhase() {
   wakeLock.want(desk.isShown);
   figures.setLive(desk.isShown);
   document.title = desk.isShown && session.hostName ? session.hostName : 'Tovalin';
-  if (wasLive && !desk.isShown) goneFromSight();
+  if (wasLive && !desk.isShown) {
+    goneFromSight();
+    // What is hidden with the focus does not always hear that it has lost it.
+    textField.blur();
+    keyBar.hide();
+  }
   if (wasLive || !desk.isShown) return;
   takeKeyboard();
   if (isTouch) touchMode.welcome();

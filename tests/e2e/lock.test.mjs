@@ -1,10 +1,8 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { nextEvent, seen, typed } from './support/observations.mjs';
-import { PhoneKeyboard } from './support/phone_keyboard.mjs';
+import { kPhone, PhoneKeyboard } from './support/phone_keyboard.mjs';
 import { openVisit } from './support/scene.mjs';
-
-const kPhone = { viewport: { width: 390, height: 844 }, touch: true, scale: 3 };
 
 /** A visit whose computer has just been locked. */
 async function openLocked(t, options) {

@@ -1,3 +1,7 @@
+import { openVisit } from './scene.mjs';
+
+export const kPhone = { viewport: { width: 390, height: 844 }, touch: true, scale: 3 };
+
 /** The keyboard of a phone, as it reaches the page: compositions and finished text, hardly a key. */
 export class PhoneKeyboard {
   #devtools;
@@ -51,4 +55,12 @@ export class PhoneKeyboard {
   async key(name) {
     await this.#page.getByRole('toolbar').getByRole('button', { name, exact: true }).tap();
   }
+}
+
+/** A visit from a phone with its keyboard open, and what arrives at the computer. */
+export async function openTyping(t) {
+  const scene = await openVisit(t, kPhone);
+  const probe = await scene.desktop.probe('observe');
+  const keyboard = await PhoneKeyboard.open(scene.phone);
+  return { ...scene, keyboard, probe };
 }
