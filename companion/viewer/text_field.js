@@ -6,7 +6,8 @@ const kPauseMs = 5000;
 /**
  * The invisible text field that receives what is not a plain key: a phone's keyboard, dictation,
  * compositions and dead keys, paste and drop. It lacks autocomplete="off", which on Android takes
- * corrections and suggestions away; and it wants no capitals, for it is emptied in mid-sentence.
+ * corrections and suggestions away. It wants no capitals, for it is emptied in mid-sentence, and none
+ * of the browser's own continuations of a sentence, which nobody would see.
  */
 export class TextField {
   #field;

@@ -107,6 +107,16 @@ export class FakeField extends EventTarget {
     this.finish();
   }
 
+  /** As WebKit ends a composition: it takes the interim text out first. */
+  exchange(text) {
+    this.#content = this.#content.slice(0, this.#content.length - this.#composition.length);
+    this.#tell('input', { inputType: 'deleteCompositionText', data: null, isComposing: true });
+    this.#content += text;
+    this.#tell('input', { inputType: 'insertFromComposition', data: text, isComposing: true });
+    this.#composition = null;
+    this.#tell('compositionend', { data: text });
+  }
+
   insert(text, inputType = 'insertText') {
     this.#content += text;
     this.#tell('input', { inputType, data: text, isComposing: this.isComposing });

@@ -275,6 +275,16 @@ test('elsewhere every composition is sent when it ends', () => {
   assert.deepEqual(editor.log, ['你好']);
 });
 
+test('an Apple phone: candidates that take the place of what was spelled', () => {
+  const { editor, phone } = typingScene(false);
+  phone.insert('a');
+  for (const [interim, final] of [['ni hao', '你好'], ['shi', '是']]) {
+    spell(phone, interim);
+    phone.exchange(final);
+  }
+  assert.deepEqual(editor.log, ['a', '你好', '是']);
+});
+
 test('a composition that is given up leaves nothing behind', () => {
   const { editor, phone } = typingScene(false);
   phone.insert('a');
