@@ -4,16 +4,19 @@ const clamp = (value) => Math.min(Math.max(value, 0), 1);
  * The computer's pointer: one place that mouse, pen and fingers share, so that each takes it over
  * where the other left it. The computer does not tell where its pointer is; until something here
  * has moved it, it is taken to be in the middle. `engage()` is called before every press and
- * scroll, so that held modifiers reach the computer first.
+ * scroll, so that held modifiers reach the computer first; `leave()` before every press, which may
+ * move the caret.
  */
 export class Cursor {
   #control;
   #engage;
+  #leave;
   #place = { x: 0.5, y: 0.5 };
 
-  constructor(control, engage) {
+  constructor(control, engage, leave = () => {}) {
     this.#control = control;
     this.#engage = engage;
+    this.#leave = leave;
   }
 
   /** Fractions of the picture. */
@@ -31,6 +34,7 @@ export class Cursor {
   }
 
   press(button) {
+    this.#leave();
     this.#engage();
     this.#control.press(button);
   }

@@ -45,10 +45,7 @@ const keyboard = new Keyboard(control, {
 });
 const textField = new TextField(typing, keyboard, composesWords);
 const keyBar = new KeyBar(document.getElementById('keys'), keyboard, () => textField.leave());
-const cursor = new Cursor(control, () => {
-  textField.leave();
-  keyboard.engage();
-});
+const cursor = new Cursor(control, () => keyboard.engage(), () => textField.leave());
 const stage = new Stage(() => cursor.place);
 const pointer = new Pointer(cursor, (point) => stage.locate(point));
 const sheet = new UnlockSheet(
