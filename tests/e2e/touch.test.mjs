@@ -2,6 +2,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { Hand } from './support/hand.mjs';
 import { nextEvent, nextEvents, seen, words } from './support/observations.mjs';
+import { blockColour, blockMiddles } from './support/pattern.mjs';
 import { openVisit } from './support/scene.mjs';
 
 // Each click is waited for before the next one: the window manager holds the pointer until it has
@@ -269,6 +270,57 @@ test('a turned phone shows the whole picture again, and taps land', async (t) =>
     await hand.done();
     assert.deepEqual(words(await nextEvents(probe, 2, since)), [`press 1 at ${at}`, `release 1 at ${at}`]);
   }
+});
+
+test('a mouse at the phone works at any zoom, and hands the pointer over', async (t) => {
+  const { desktop, phone, probe, hand } = await openTouchVisit(t, kUpright);
+  hand.down(1, [170, 400]).down(2, [220, 440]);
+  await hand.stroke({ 1: [[170, 400], [90, 340]], 2: [[220, 440], [300, 520]] });
+  hand.up(1).up(2).pause(500);
+  await hand.done();
+  for (const point of [[61, 300], [333, 531]]) {
+    const at = (await pixelAt(phone, desktop, point)).join();
+    const since = probe.out.mark();
+    await phone.mouse.click(...point, { button: 'right' });
+    assert.deepEqual(words(await nextEvents(probe, 2, since)), [`press 3 at ${at}`, `release 3 at ${at}`]);
+    hand.pause(500).tap([195, 650]);
+    await hand.done();
+    assert.deepEqual(words((await nextEvents(probe, 4, since)).slice(2)),
+      [`press 1 at ${at}`, `release 1 at ${at}`]);
+  }
+});
+
+test('the picture keeps clear of notches, and the loupe shows what the finger covers', async (t) => {
+  const { desktop, phone } = await openVisit(t, kAcross);
+  const devtools = await phone.page.context().newCDPSession(phone.page);
+  await devtools.send('Emulation.setSafeAreaInsetsOverride',
+    { insets: { top: 0, left: 59, right: 59, bottom: 21 } });
+  await phone.page.waitForFunction(() => {
+    const { left, right, top, bottom } = document.getElementById('picture').getBoundingClientRect();
+    return left >= 59 && right <= innerWidth - 59 && top >= 0 && bottom <= innerHeight - 20.9;
+  });
+  await chooseMode(phone, 'direct');
+  await desktop.probe('pattern', 3);
+  const { column, row, x, y } = blockMiddles(desktop.size)[70];
+  await phone.showsColours([{ x, y, colour: blockColour(column, row, 3) }]);
+  const { left, top, width } = await pictureRect(phone);
+  const scale = width / desktop.size.width;
+  const hand = await Hand.of(phone);
+  // A drag holds it there for as long as the test looks.
+  const target = [left + x * scale, top + y * scale];
+  hand.down(1, [200, 200]);
+  await hand.stroke({ 1: [[200, 200], target] });
+  await phone.page.waitForFunction((wanted) => {
+    const loupe = document.getElementById('loupe');
+    if (loupe.hidden) return false;
+    // Beside the pointer, whose tip is in the middle.
+    const at = loupe.width / 2 - 8;
+    const seen = loupe.getContext('2d').getImageData(at, at, 1, 1).data;
+    return wanted.every((value, channel) => Math.abs(value - seen[channel]) <= 12);
+  }, blockColour(column, row, 3));
+  hand.up(1);
+  await hand.done();
+  await phone.page.waitForSelector('#loupe', { state: 'hidden' });
 });
 
 test('no button stays down, however a drag ends', async (t) => {
