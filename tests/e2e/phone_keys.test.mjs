@@ -39,24 +39,43 @@ test('a modifier is for the next key, or locked until it is taken off', async (t
   assert.deepEqual(pressed.map(({ state }) => state & kShiftMask), [1, 1, 1, 1, 0]);
 });
 
+/** A finger on a key of the row; returns what lifts it. */
+async function hold(page, name) {
+  const key = page.getByRole('toolbar').getByRole('button', { name, exact: true });
+  await key.scrollIntoViewIfNeeded();
+  const { x, y, width, height } = await key.boundingBox();
+  const devtools = await page.context().newCDPSession(page);
+  const touchPoints = [{ x: x + width / 2, y: y + height / 2 }];
+  await devtools.send('Input.dispatchTouchEvent', { type: 'touchStart', touchPoints });
+  return () => devtools.send('Input.dispatchTouchEvent', { type: 'touchEnd', touchPoints: [] });
+}
+
 test('a key of the row repeats while it is held, and leaves the keyboard open', async (t) => {
   const { keyboard, phone, probe } = await openTyping(t);
-  const box = await phone.page.getByRole('button', { name: 'Left arrow' }).boundingBox();
-  const devtools = await phone.page.context().newCDPSession(phone.page);
-  const touch = (type, ...touchPoints) =>
-    devtools.send('Input.dispatchTouchEvent', { type, touchPoints });
-  await touch('touchStart', { x: box.x + box.width / 2, y: box.y + box.height / 2 });
+  const lift = await hold(phone.page, 'Left arrow');
   let since = 0;
   for (let count = 0; count < 4; count += 1) {
     ({ mark: since } = await probe.out.next(/"key-press".*"Left"/, { since }));
   }
-  await touch('touchEnd');
+  await lift();
   await keyboard.commit('.');
   await nextEvent(probe, { event: 'key-press', text: '.' });
   assert.equal(await phone.page.evaluate(() => document.activeElement.id), 'typing');
   await keyboard.commit('!');
   await nextEvent(probe, { event: 'key-press', text: '!' });
   assert.equal(typed(seen(probe)).split('.')[1], '!', 'it went on after it was let go');
+});
+
+test('a modifier that is held is that key by itself', async (t) => {
+  const { keyboard, phone, probe } = await openTyping(t);
+  const lift = await hold(phone.page, 'Super');
+  await nextEvent(probe, { event: 'key-release', keysym: 'Super_L' });
+  await lift();
+  await keyboard.commit('a');
+  await nextEvent(probe, { event: 'key-release', keysym: 'a' });
+  assert.deepEqual(words(seen(probe)), [
+    'key-press Super_L', 'key-release Super_L', 'key-press a', 'key-release a',
+  ]);
 });
 
 test('the picture and the row of keys keep clear of the keyboard, and the row goes with it', async (t) => {
