@@ -5,6 +5,7 @@
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs/promises';
 import path from 'node:path';
+import { Hand } from '../tests/e2e/support/hand.mjs';
 import { Host, kStatus } from '../tests/e2e/support/host.mjs';
 import { openScene } from '../tests/e2e/support/scene.mjs';
 
@@ -43,13 +44,32 @@ async function goHome(phone) {
   await phone.phase('home');
 }
 
+/** Zooms, and holds a finger down in mid-drag for as long as the picture is taken. */
+async function shootTouching(phone) {
+  await openBar(phone);
+  await phone.page.click('#touch-direct');
+  await phone.page.click('#bar-toggle');
+  await phone.page.waitForSelector('#touch-hint', { state: 'hidden' });
+  const hand = await Hand.of(phone);
+  hand.down(1, [140, 420]).down(2, [180, 420]);
+  await hand.stroke({ 1: [[140, 420], [60, 420]], 2: [[180, 420], [240, 420]] });
+  hand.up(1).up(2).pause(1000).down(1, [120, 700]);
+  await hand.stroke({ 1: [[120, 700], [120, 330]] });
+  await phone.nextFrames(3);
+  await shoot(phone, 'touching', kOverPicture);
+  hand.up(1).pause(1000).down(1, [60, 420]).down(2, [240, 420]);
+  await hand.stroke({ 1: [[60, 420], [140, 420]], 2: [[240, 420], [180, 420]] });
+  hand.up(1).up(2);
+  await hand.done();
+}
+
 /** The desktop that is looked at: a few programs of a day's work. */
 async function furnish(desktop) {
   await desktop.tell('xsetroot', '-solid', '#27415f');
   desktop.run('xclock', '-update', '1', '-geometry', '220x220+1000+60');
   desktop.run('xeyes', '-geometry', '220x140+1000+330');
   desktop.run('xterm', '-fa', 'DejaVu Sans Mono', '-fs', '12', '-geometry', '84x26+60+60',
-    '-title', 'Terminal', '-e', 'env', 'PS1=$ ', 'sh');
+    '-title', 'Terminal', '-e', 'sh', '-c', 'ls -l /usr/share | tail -n 22; PS1="$ " exec sh');
 }
 
 async function takeAll({ desktop, folder, host, keep, phone, server }) {
@@ -66,6 +86,7 @@ async function takeAll({ desktop, folder, host, keep, phone, server }) {
   host.closePairingWindow();
   await phone.pictureIs(desktop.size);
   await phone.nextFrames(6);
+  await phone.page.waitForSelector('#touch-hint', { state: 'hidden' });
   await openBar(phone);
   await shoot(phone, 'bar', kOverPicture);
   await phone.page.click('#show-figures');
@@ -73,6 +94,7 @@ async function takeAll({ desktop, folder, host, keep, phone, server }) {
   await shoot(phone, 'figures', kOverPicture);
   await openBar(phone);
   await phone.page.click('#show-figures');
+  await shootTouching(phone);
 
   await desktop.tell('xset', 's', 'activate');
   await phone.page.waitForSelector('#locked:visible');

@@ -177,13 +177,10 @@ test('the finger as the pointer, on a phone held across', async (t) => {
     }
   });
 
-  await t.test('a long press is a right click, and shows what is under the finger before', async () => {
+  await t.test('a long press is a right click', async () => {
     const [x, y] = await pixelAt(phone, desktop, [600, 200]);
     hand.down(1, [600, 200]);
-    await hand.done();
-    await phone.page.waitForSelector('#loupe', { state: 'visible' });
     assert.deepEqual(words(await next(2)), [`press 3 at ${x},${y}`, `release 3 at ${x},${y}`]);
-    await phone.page.waitForSelector('#loupe', { state: 'hidden' });
     hand.up(1);
   });
 
