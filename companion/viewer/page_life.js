@@ -1,7 +1,11 @@
+const kBeatMs = 2000;
+const kSleepMs = 10000; // no browser that is awake is so late
+
 /**
  * Tells when the page comes back from where nothing runs: out of sight, out of the browser's cache of
- * pages left, or out of reach of any network. `back(awayMs)`: so long it was away; 0 when only the
- * network came back. `world` brings the window, its document and a clock.
+ * pages left, out of the sleep of the whole device, or out of reach of any network. `back(awayMs)`: so long it was away; 0 when only the
+ * network came back. `world` brings the window, its document,
+ * timers and a clock.
  */
 export class PageLife {
   #back;
@@ -18,6 +22,15 @@ export class PageLife {
     world.addEventListener('pagehide', () => this.#gone());
     world.addEventListener('pageshow', ({ persisted }) => persisted && this.#returned());
     world.addEventListener('online', () => this.#back(0));
+    this.#beat(world.Date.now());
+  }
+
+  // A device that slept with the page in sight says nothing of it; its clock does. Out of sight,
+  // browsers themselves make timers wait.
+  #beat(last) {
+    const now = this.#world.Date.now();
+    if (this.#since === null && now - last >= kSleepMs) this.#back(now - last);
+    this.#world.setTimeout(() => this.#beat(now), kBeatMs);
   }
 
   #gone() {

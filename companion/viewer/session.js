@@ -43,7 +43,8 @@ export class Session {
   #iceServers = [];
   #request = null; // the pairing request to send as soon as the socket is open
   #timers;
-  #triesLeft = 1; // before the network between the two is said to be in the way
+  #triesLeft = 1; // before it is said that there is no way
+  #endIsGuessed = false; // "ended", and the server was not there to say so
   #attached = false; // the server has us down as this host's viewer
 
   constructor(url, store, view, world = globalThis) {
@@ -169,7 +170,8 @@ export class Session {
       return this.#verifyServer();
     }
     if (this.phase === 'notice' && !isWaiting(this.notice)) {
-      if (['blocked', 'no-answer'].includes(this.notice)) this.join();
+      const isGuess = this.notice === 'ended' && this.#endIsGuessed && awayMs >= kLongAwayMs;
+      if (isGuess || ['blocked', 'no-answer'].includes(this.notice)) this.join();
       return;
     }
     const isOverdue = awayMs >= kLongAwayMs || this.#timers.isRunning('retry');
@@ -300,7 +302,7 @@ export class Session {
     if (this.phase === 'live') return;
     this.#show('notice', 'waiting');
     this.#timers.start('offer', kOfferMs, () =>
-      this.#visit ? this.#unreachable() : this.#stop('no-answer'));
+      this.#unreachable(this.#visit ? 'blocked' : 'no-answer'));
   }
 
   #joinFailed(reason) {
@@ -338,7 +340,7 @@ export class Session {
       picture: (stream) => current() && this.#view.picture(stream),
       connected: () => current() && this.#connected(),
       unsteady: () => current() && this.#becameUnsteady(),
-      failed: () => current() && (this.phase === 'live' ? this.#lost() : this.#unreachable()),
+      failed: () => current() && (this.phase === 'live' ? this.#lost() : this.#unreachable('blocked')),
       hungUp: () => current() && this.#hungUp(),
     });
     this.#visit = visit;
@@ -368,17 +370,21 @@ export class Session {
     this.#begin('reconnecting');
   }
 
-  // Both are in touch with the server, and yet no way leads from one to the other.
-  #unreachable() {
+  // Both are in touch with the server, as far as it knows, and yet there is no picture.
+  #unreachable(notice) {
     this.#triesLeft -= 1;
     if (this.#triesLeft > 0) this.#lost();
-    else this.#stop('blocked');
+    else this.#stop(notice);
   }
 
   // Without the server we cannot hear whether the person at the computer ended the visit; they may
   // have, so nobody comes back unasked.
   #hungUp() {
-    if (!this.#attached) return this.#stop('ended');
+    if (!this.#attached) {
+      this.#stop('ended');
+      this.#endIsGuessed = true;
+      return;
+    }
     this.#timers.start('bye', kByeMs, () => this.#lost());
   }
 
@@ -404,6 +410,7 @@ export class Session {
   }
 
   #show(phase, notice = '') {
+    this.#endIsGuessed = false;
     this.phase = phase;
     this.notice = notice;
     this.#view.changed(this);

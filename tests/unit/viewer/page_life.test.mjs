@@ -2,8 +2,9 @@ import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
 import { PageLife } from '../../../companion/viewer/page_life.js';
 import { WakeLock } from '../../../companion/viewer/wake_lock.js';
+import { FakeClock } from './fake_world.mjs';
 
-let now, page, window, backs;
+let now, clock, page, window, backs;
 
 class FakePage extends EventTarget {
   hidden = false;
@@ -18,7 +19,10 @@ beforeEach(() => {
   now = 1000;
   backs = [];
   page = new FakePage();
-  window = Object.assign(new EventTarget(), { document: page, Date: { now: () => now } });
+  clock = new FakeClock();
+  window = Object.assign(new EventTarget(), {
+    document: page, Date: { now: () => now }, setTimeout: clock.setTimeout,
+  });
 });
 
 const happens = (type, more = {}) =>
@@ -61,6 +65,26 @@ test('the network that comes back is a return, too', () => {
   watch();
   happens('online');
   assert.deepEqual(backs, [0]);
+});
+
+test('a device that slept with the page in sight is noticed by its clock', () => {
+  watch();
+  now += 2100;
+  clock.advance(2000);
+  assert.deepEqual(backs, []);
+  now += 300000;
+  clock.advance(2000);
+  now += 2000;
+  clock.advance(2000);
+  assert.deepEqual(backs, [300000]);
+});
+
+test('slow timers out of sight are no sleep', () => {
+  watch();
+  page.hide(true);
+  now += 60000;
+  clock.advance(2000);
+  assert.deepEqual(backs, []);
 });
 
 class FakeLocks {

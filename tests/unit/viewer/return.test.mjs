@@ -167,6 +167,27 @@ test('a connection that stands neither nor fails is too', () => {
   assert.deepEqual(phase(), ['notice', 'blocked']);
 });
 
+test('a computer that was there before and stays silent is asked three times', () => {
+  live();
+  visit.events.failed();
+  for (const notice of ['reconnecting', 'reconnecting', 'no-answer']) {
+    socket.events.opened();
+    says({ type: 'joined' });
+    clock.advance(20000);
+    assert.deepEqual(phase(), ['notice', notice]);
+  }
+});
+
+test('an end that the server had no part in may be a long sleep’s, and is begun anew after one', () => {
+  live();
+  socket.events.dropped();
+  visit.events.hungUp();
+  session.back(0);
+  assert.deepEqual(phase(), ['notice', 'ended']);
+  session.back(kMinuteMs);
+  assert.deepEqual(phase(), ['notice', 'connecting']);
+});
+
 test('another network is reason enough to try again', () => {
   offered();
   visit.events.failed();
