@@ -33,6 +33,13 @@ export function figuresBetween(before, after) {
   };
 }
 
+/** What the browser counts of the incoming picture, for the tests and the curious. */
+export function pictureCounters(report) {
+  const { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived } =
+    videoOf(report) ?? {};
+  return { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived };
+}
+
 /** The figures as lines of [label, value], every line always there. */
 export function figureLines(figures) {
   const whole = (value, unit) => (value === null ? '–' : `${Math.round(value)} ${unit}`);

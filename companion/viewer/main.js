@@ -3,6 +3,7 @@ import { Control } from './control.js';
 import { Cursor } from './cursor.js';
 import { DeskView } from './desk_view.js';
 import { defaultDeviceName } from './device_name.js';
+import { pictureCounters } from './figures.js';
 import { FiguresView } from './figures_view.js';
 import { HomeView } from './home_view.js';
 import { KeyBar } from './key_bar.js';
@@ -168,5 +169,5 @@ globalThis.tovalin = Object.freeze({
     const { phase, notice: key, trouble, unsteady } = session;
     return { phase, notice: key, trouble, unsteady };
   },
-  stats: () => session.stats(),
+  stats: async () => pictureCounters(await session.report()),
 });

@@ -2,6 +2,7 @@ import { nameOf, proofOf } from './computer_store.js';
 import { NamedTimers } from './named_timers.js';
 import { isWaiting } from './notices.js';
 import { Presence } from './presence.js';
+import { ProofOfLife } from './proof_of_life.js';
 import { SignalSocket } from './signal_socket.js';
 import { Visit } from './visit.js';
 
@@ -9,7 +10,7 @@ const kOfferMs = 20000; // from "joined" to a picture; then the host is taken no
 const kUnsteadyMs = 8000; // a broken connection may recover by itself that long
 const kByeMs = 1000; // a "bye" and the end of the connection race each other on different ways
 const kOfflineRetryMs = 5000;
-const kProofMs = 3000; // a living visit, however still its picture, hears something within that time
+const kServerMs = 3000; // for an answer of a server that is in touch
 const kLongAwayMs = 10000; // connections may have died in their sleep, without a word
 const kTriesAfterLive = 3; // to reach a computer that was reached before; at first there is one
 
@@ -43,6 +44,7 @@ export class Session {
   #iceServers = [];
   #request = null; // the pairing request to send as soon as the socket is open
   #timers;
+  #proof;
   #triesLeft = 1; // before it is said that there is no way
   #endIsGuessed = false; // "ended", and the server was not there to say so
   #attached = false; // the server has us down as this host's viewer
@@ -52,6 +54,7 @@ export class Session {
     this.#view = view;
     this.#world = world;
     this.#timers = new NamedTimers(world);
+    this.#proof = new ProofOfLife(world);
     const make = world.makeSocket ?? ((events) => new SignalSocket(url, events));
     this.#socket = make({
       opened: () => this.#opened(),
@@ -81,10 +84,6 @@ export class Session {
 
   get channel() {
     return this.#visit?.channel ?? null;
-  }
-
-  async stats() {
-    return this.#visit ? this.#visit.stats() : null;
   }
 
   /** Somebody with one computer wants to see it, not a list. */
@@ -187,15 +186,8 @@ export class Session {
     this.#socket.restart();
   }
 
-  // Neither end of a connection that died in its sleep says so: what comes in is the only proof.
-  async #verifyPicture() {
-    const visit = this.#visit;
-    const before = await visit.received();
-    if (visit !== this.#visit) return;
-    this.#timers.start('proof', kProofMs, async () => {
-      const after = await visit.received();
-      if (visit === this.#visit && after === before) this.#lost();
-    });
+  #verifyPicture() {
+    this.#proof.demand(this.#visit, () => this.#lost());
   }
 
   #verifyServer() {
@@ -203,7 +195,7 @@ export class Session {
     // The server answers with "joined" and does nothing else, unless it has lost sight of us.
     if (!this.#attached) return;
     this.#sendJoin(true);
-    this.#timers.start('server', kProofMs, () => this.#socket.renew());
+    this.#timers.start('server', kServerMs, () => this.#socket.renew());
   }
 
   #opened() {
@@ -406,7 +398,8 @@ export class Session {
     this.#visit?.close();
     this.#visit = null;
     this.unsteady = false;
-    this.#timers.cancel('unsteady', 'bye', 'proof');
+    this.#proof.cancel();
+    this.#timers.cancel('unsteady', 'bye');
   }
 
   #show(phase, notice = '') {

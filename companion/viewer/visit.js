@@ -61,15 +61,6 @@ export class Visit {
     else this.#early.push(init);
   }
 
-  /** The incoming picture's figures, for the tests and the curious. */
-  async stats() {
-    const report = await this.#peer.getStats();
-    const video = [...report.values()].find(
-      ({ type, kind }) => type === 'inbound-rtp' && kind === 'video');
-    const { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived } = video ?? {};
-    return { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived };
-  }
-
   /** Everything the browser tells of this connection, for the figures. */
   async report() {
     return [...(await this.#peer.getStats()).values()];

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { figureLines, figuresBetween } from '../../../companion/viewer/figures.js';
+import { figureLines, figuresBetween, pictureCounters } from '../../../companion/viewer/figures.js';
 
 const kVideo = {
   id: 'IT01V1', type: 'inbound-rtp', kind: 'video', timestamp: 10000, codecId: 'CIT01',
@@ -71,6 +71,13 @@ test('packets that were late, not lost, make no negative loss', () => {
 test('the counters of another visit are not mixed in', () => {
   const anew = report({ id: 'IT01V2', timestamp: 11000, framesDecoded: 3 });
   assert.equal(figuresBetween(report(), anew).framesPerSecond, null);
+});
+
+test('the counters are those of the picture, not of what else comes in', () => {
+  assert.deepEqual(pictureCounters(report({ framesPerSecond: 30 })), {
+    framesDecoded: 100, framesPerSecond: 30, frameWidth: 1920, frameHeight: 1080,
+    bytesReceived: 1000000,
+  });
 });
 
 test('no statistics are no figures, and every line is there all the same', () => {
