@@ -96,9 +96,13 @@ class FakeDeviceStore : public DeviceStore {
     devices.emplace(device.deviceId, device);
     return dropped;
   }
-  void deviceSeen(const std::string& deviceId, int64_t when) override {
+  void devicesSeen(const std::map<std::string, int64_t>& when) override {
     checkDisk();
-    devices.at(deviceId).lastSeen = when;
+    for (const auto& [deviceId, time] : when) {
+      if (const auto found = devices.find(deviceId); found != devices.end()) {
+        found->second.lastSeen = time;
+      }
+    }
   }
   void removeDevice(const std::string& deviceId) override {
     checkDisk();

@@ -63,6 +63,7 @@ std::string Accounts::hostName(const std::string& hostId) {
 NewDevice Accounts::addDevice(const std::string& hostId, const std::string& deviceName) {
   Credentials made{orThrow(randomHex(random_, kDeviceIdBytes)),
                    orThrow(randomHex(random_, kDeviceKeyBytes))};
+  storeSeen();  // it decides which device has to make room
   const int64_t now = clock_.unixTime();
   auto dropped = store_.addDevice(
       {made.deviceId, hostId, orThrow(saltedHash(made.deviceKey, random_)), deviceName, now, now},
@@ -77,11 +78,17 @@ bool Accounts::knowsDevice(const std::string& hostId, const std::string& deviceI
 }
 
 void Accounts::noteSeen(const std::string& deviceId) {
-  noteOnly([&] { store_.deviceSeen(deviceId, clock_.unixTime()); });
+  seen_[deviceId] = clock_.unixTime();
 }
 
 void Accounts::removeDevice(const std::string& deviceId) {
   store_.removeDevice(deviceId);
+}
+
+void Accounts::storeSeen() {
+  if (seen_.empty()) return;
+  noteOnly([this] { store_.devicesSeen(seen_); });
+  seen_.clear();
 }
 
 void Accounts::noteOnly(const std::function<void()>& write) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,6 +54,10 @@ class Accounts {
   // The device is unknown from now on, and on the disk too.
   void removeDevice(const std::string& deviceId);
 
+  // Stores what noteSeen() has noted, so that no visit waits for the disk. To be called every
+  // second or so.
+  void storeSeen();
+
  private:
   // Runs a write whose failure is worth a log line but must not keep anyone out.
   void noteOnly(const std::function<void()>& write);
@@ -62,6 +67,7 @@ class Accounts {
   const Clock& clock_;
   const Limits& limits_;
   Log log_;
+  std::map<std::string, int64_t> seen_;  // by device, what is not stored yet
 };
 
 }  // namespace tovalin::server

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -48,7 +49,10 @@ class DeviceStore {
   // Returns the ids of those that were dropped.
   virtual std::vector<std::string> addDevice(const DeviceRecord& device, std::size_t keep) = 0;
 
-  virtual void deviceSeen(const std::string& deviceId, int64_t when) = 0;
+  // When devices were last seen, by id; those that do not exist are skipped. One transaction, which
+  // is the exception: it need not be on the disk before the next one that must, for all it decides
+  // is which of a host's devices goes first.
+  virtual void devicesSeen(const std::map<std::string, int64_t>& when) = 0;
 
   // Does nothing when there is no such device.
   virtual void removeDevice(const std::string& deviceId) = 0;

@@ -76,6 +76,7 @@ void Switchboard::tick() {
   rooms_.endOverdueVisits();
   pins_.forgetExpired();
   tries_.forgetOld();
+  accounts_.storeSeen();
 }
 
 // Tells the connection off as a side effect, so that no caller can forget to.

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -10,6 +11,10 @@ namespace {
 
 constexpr int kSchemaVersion = 1;
 constexpr int kBusyMs = 2000;  // an administrator's sqlite3 shell may hold the lock for a moment
+
+constexpr const char* kSynced = "PRAGMA synchronous = FULL";
+constexpr const char* kUnsynced =
+    "PRAGMA synchronous = NORMAL";  // commits do not wait for the disk
 
 constexpr const char* kSchema = R"(
   CREATE TABLE hosts (
@@ -102,7 +107,7 @@ class SqliteStore::Database {
     if (result != SQLITE_OK) throw StoreError(file.string() + ": " + sqlite3_errstr(result));
     sqlite3_busy_timeout(opened, kBusyMs);
     run("PRAGMA journal_mode = WAL");
-    run("PRAGMA synchronous = FULL");
+    run(kSynced);
     run("PRAGMA foreign_keys = ON");
   }
 
@@ -143,6 +148,24 @@ class Transaction {
  private:
   Database& database_;
   bool committed_ = false;
+};
+
+// Commits in its scope are whole, but a power cut may undo the last of them.
+template <typename Database>
+class Unsynced {
+ public:
+  explicit Unsynced(Database& database) : database_(database) { database_.run(kUnsynced); }
+  ~Unsynced() {
+    // Sets a flag of the connection, which touches no file and so has no cause to fail.
+    try {
+      database_.run(kSynced);
+    } catch (const StoreError&) {
+      std::terminate();  // better than to promise what is not on the disk
+    }
+  }
+
+ private:
+  Database& database_;
 };
 
 }  // namespace
@@ -224,11 +247,16 @@ void SqliteStore::removeDevice(const std::string& deviceId) {
   database_->prepare("DELETE FROM devices WHERE deviceId = ?").bind(deviceId).step();
 }
 
-void SqliteStore::deviceSeen(const std::string& deviceId, int64_t when) {
-  database_->prepare("UPDATE devices SET lastSeen = ? WHERE deviceId = ?")
-      .bind(when)
-      .bind(deviceId)
-      .step();
+void SqliteStore::devicesSeen(const std::map<std::string, int64_t>& when) {
+  const Unsynced unsynced(*database_);
+  Transaction transaction(*database_);
+  for (const auto& [deviceId, time] : when) {
+    database_->prepare("UPDATE devices SET lastSeen = ? WHERE deviceId = ?")
+        .bind(time)
+        .bind(deviceId)
+        .step();
+  }
+  transaction.commit();
 }
 
 }  // namespace tovalin::server

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <memory>
 
 #include "companion/server/core/device_store.h"
@@ -22,7 +23,7 @@ class SqliteStore : public DeviceStore {
   void renameHost(const std::string& hostId, const std::string& name) override;
   std::optional<DeviceRecord> device(const std::string& deviceId) override;
   std::vector<std::string> addDevice(const DeviceRecord& device, std::size_t keep) override;
-  void deviceSeen(const std::string& deviceId, int64_t when) override;
+  void devicesSeen(const std::map<std::string, int64_t>& when) override;
   void removeDevice(const std::string& deviceId) override;
 
  private:

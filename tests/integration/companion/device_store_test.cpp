@@ -79,7 +79,7 @@ TYPED_TEST(DeviceStoreTest, DevicesComeBackAsTheyWere) {
   EXPECT_EQ(device->name, "Name of d");
   EXPECT_EQ(device->created, 100);
   EXPECT_EQ(device->lastSeen, 200);
-  this->store().deviceSeen("d", 300);
+  this->store().devicesSeen({{"d", 300}, {"nobody", 300}});
   EXPECT_EQ(this->store().device("d")->lastSeen, 300);
   EXPECT_FALSE(this->store().device("e"));
 }

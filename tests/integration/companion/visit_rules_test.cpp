@@ -43,7 +43,15 @@ TEST_F(VisitRulesTest, JoiningTellsBothSides) {
   const auto viewer = viewerJoins(device_);
   EXPECT_EQ(toldOnly(viewer), Json({{"type", "joined"}, {"iceServers", iceServers_}}));
   EXPECT_EQ(toldOnly(host_), Json({{"type", "peer-joined"}}));
-  EXPECT_EQ(store_.devices.at(device_.id).lastSeen, clock_.unixTime());
+}
+
+TEST_F(VisitRulesTest, DeviceWasSeenWhenItJoinedAndTheDiskLearnsItLater) {
+  pass(10s);
+  const auto joined = clock_.unixTime();
+  viewerJoins(device_);
+  EXPECT_LT(store_.devices.at(device_.id).lastSeen, joined) << "no visit waits for the disk";
+  pass(1s);
+  EXPECT_EQ(store_.devices.at(device_.id).lastSeen, joined);
 }
 
 TEST_F(VisitRulesTest, StrangersAreUnknownDevices) {
@@ -88,6 +96,8 @@ TEST_F(VisitRulesTest, SecondDeviceFindsTheHostBusy) {
 TEST_F(VisitRulesTest, FullDiskKeepsNobodyFromVisiting) {
   store_.diskFull = true;
   EXPECT_EQ(toldOnly(viewerJoins(device_))["type"], "joined");
+  pass(1s);
+  EXPECT_THAT(log_, testing::HasSubstr("the store failed"));
 }
 
 TEST_F(VisitRulesTest, DescriptionsAndCandidatesPassBothWays) {
