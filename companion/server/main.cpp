@@ -60,8 +60,9 @@ void serve(const Options& options) {
                            .log = logLine,
                            .pinIssued = options.printPins ? printPin : nullptr,
                            .iceServers = nullptr});
-  SignalServer server({options.address, options.port, viewerFolder(options)}, switchboard, sockets,
-                      logLine);
+  SignalServer server(
+      {options.address, options.port, viewerFolder(options), raisedDescriptorLimit()}, switchboard,
+      sockets, logLine);
   std::cout << "READY " << server.port() << std::endl;
   logLine("listening on " + endpointText(options.address, server.port()));
   if (options.printPins) {

@@ -1,6 +1,7 @@
 #include "companion/server/system.h"
 
 #include <sys/random.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +19,15 @@ int SystemRandom::fill(std::span<uint8_t> bytes) {
   }
   std::ranges::copy(drawn, bytes.begin());
   return 0;
+}
+
+std::size_t raisedDescriptorLimit() {
+  constexpr rlim_t kUsual = 1024;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return kUsual;
+  const rlim_t before = limit.rlim_cur;
+  limit.rlim_cur = limit.rlim_max;
+  return setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_max : before;
 }
 
 }  // namespace tovalin::server

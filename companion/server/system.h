@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <ctime>
 
 #include "companion/server/core/clock.h"
@@ -19,5 +20,8 @@ class SystemRandom : public SecureRandom {
  public:
   int fill(std::span<uint8_t> bytes) override;
 };
+
+// How many descriptors the process may have open, raised as far as its user may raise it.
+std::size_t raisedDescriptorLimit();
 
 }  // namespace tovalin::server

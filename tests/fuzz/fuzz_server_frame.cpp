@@ -82,7 +82,7 @@ class Script {
     if (line.size() >= 2 && (line[0] == 'b' || line[0] == 'p')) {
       const auto who = kSpeakers.find(line[1]);
       if (who == std::string_view::npos) return;
-      return line[0] == 'b' ? board_.receivedBinary(ids_[who]) : board_.receivedPing(ids_[who]);
+      return line[0] == 'b' ? board_.receivedBinary(ids_[who]) : board_.receivedControl(ids_[who]);
     }
     if (const auto who = kSpeakers.find(line[0]); who != std::string_view::npos) {
       const auto text = line.substr(std::min<std::size_t>(2, line.size()));

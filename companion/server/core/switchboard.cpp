@@ -55,7 +55,7 @@ void Switchboard::receivedBinary(ConnectionId id) {
   expel(id, CloseCode::unsupportedData, "text frames only");
 }
 
-void Switchboard::receivedPing(ConnectionId id) {
+void Switchboard::receivedControl(ConnectionId id) {
   const auto found = connections_.find(id);
   if (found != connections_.end()) isFlood(id, found->second, 0);
 }

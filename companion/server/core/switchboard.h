@@ -51,8 +51,8 @@ class Switchboard {
 
   void receivedBinary(ConnectionId id);
 
-  // Pings cost what a frame costs.
-  void receivedPing(ConnectionId id);
+  // Pings and pongs cost what a frame costs.
+  void receivedControl(ConnectionId id);
 
   // A WebSocket is gone: `said` when its peer sent a close frame (or broke the protocol), not when
   // it just fell silent or vanished. Ids closed from this side may be reported or not.

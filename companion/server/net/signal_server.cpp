@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "companion/server/net/client_address.h"
+#include "companion/server/net/connection_slots.h"
 #include "companion/server/net/http_connection.h"
 #include "companion/server/options.h"
 
@@ -20,7 +22,6 @@ using asio::ip::tcp;
 using boost::system::error_code;
 using namespace std::chrono_literals;
 
-constexpr long kMostConnections = 4096;
 constexpr int kSendBuffer = 128 * 1024;
 constexpr auto kTick = 1s;
 constexpr auto kGoodbyeTime = 2s;
@@ -51,6 +52,7 @@ class SignalServer::Impl {
       : log_(std::move(log)),
         service_{switchboard, sockets, log_},
         files_(settings.viewer),
+        slots_(boundsFor(settings.descriptors)),
         acceptor_(listen(context_, settings.address, settings.port)),
         signals_(context_, SIGTERM, SIGINT),
         tick_(context_),
@@ -74,6 +76,7 @@ class SignalServer::Impl {
     tick_.async_wait([this](error_code error) {
       if (error) return;
       service_.switchboard.tick();
+      refusing_ = false;
       tick();
     });
   }
@@ -89,16 +92,28 @@ class SignalServer::Impl {
         });
         return;
       }
-      if (slots_.use_count() <= kMostConnections) {
+      if (auto slot = takeSlot(socket)) {
         // Best effort: without them there is more delay, and more memory for slow readers.
         socket.set_option(tcp::no_delay(true), error);
         socket.set_option(asio::socket_base::send_buffer_size(kSendBuffer), error);
         std::make_shared<HttpConnection>(boost::beast::tcp_stream(std::move(socket)), service_,
-                                         files_, slots_)
+                                         files_, std::move(slot))
             ->read();
       }
       accept();
     });
+  }
+
+  // Empty when there are too many connections; the socket is closed then.
+  std::shared_ptr<void> takeSlot(const tcp::socket& socket) {
+    error_code error;
+    const auto remote = socket.remote_endpoint(error);
+    if (error) return nullptr;  // it has gone already
+    const std::string group = addressGroup(remote.address().to_string());
+    auto slot = slots_.take(group);
+    if (!slot && !std::exchange(refusing_, true))
+      log_("too many connections, the last from " + group);
+    return slot;
   }
 
   void stop() {
@@ -115,13 +130,14 @@ class SignalServer::Impl {
   const Log log_;
   const Service service_;
   const ViewerFiles files_;
-  const std::shared_ptr<void> slots_ = std::make_shared<int>();  // one reference a connection
+  ConnectionSlots slots_;
   asio::io_context context_{1};
   tcp::acceptor acceptor_;
   asio::signal_set signals_;
   asio::steady_timer tick_;
   asio::steady_timer pause_;
   asio::steady_timer goodbye_;
+  bool refusing_ = false;  // and has said so since the last tick
 };
 
 SignalServer::SignalServer(const Settings& settings, Switchboard& switchboard, OpenSockets& sockets,

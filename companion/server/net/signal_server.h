@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -19,6 +20,7 @@ class SignalServer {
     std::string address;           // in numbers
     uint16_t port = 0;             // 0: any free one
     std::filesystem::path viewer;  // empty: no page is served
+    std::size_t descriptors = 0;   // that the process may have open; bounds the connections
   };
 
   // Listens from now on; connections are served by run(). The references outlive the server.

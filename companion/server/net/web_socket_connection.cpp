@@ -49,10 +49,10 @@ void WebSocketConnection::accept(const beast::http::request<beast::http::empty_b
   socket_.read_message_max(kLargestMessage);
   socket_.text(true);
   socket_.control_callback([this](websocket::frame_type kind, beast::string_view) {
-    if (kind != websocket::frame_type::ping) return;
+    if (kind == websocket::frame_type::close) return;
     // Posted, for the answer may be to close, which has no place inside a read.
     asio::post(socket_.get_executor(), [self = shared_from_this()] {
-      if (!self->closing_) self->service_.switchboard.receivedPing(self->id_);
+      if (!self->closing_) self->service_.switchboard.receivedControl(self->id_);
     });
   });
   socket_.async_accept(request, [self = shared_from_this()](boost::system::error_code error) {

@@ -77,9 +77,9 @@ TEST_F(FrameRulesTest, TwentyFramesASecondAreNoFlood) {
 
 TEST_F(FrameRulesTest, PingsCanFloodToo) {
   const auto viewer = viewerConnects();
-  for (int i = 0; i < 200; ++i) board_->receivedPing(viewer);
+  for (int i = 0; i < 200; ++i) board_->receivedControl(viewer);
   EXPECT_THAT(outbox_.closed, IsEmpty());
-  board_->receivedPing(viewer);
+  board_->receivedControl(viewer);
   EXPECT_EQ(outbox_.closed.at(viewer), CloseCode::policyViolation);
 }
 
@@ -97,7 +97,7 @@ TEST_F(FrameRulesTest, ClosedConnectionsAreHeardNoMore) {
   board_->receivedBinary(host);
   says(host, registration());
   board_->receivedBinary(host);
-  board_->receivedPing(host);
+  board_->receivedControl(host);
   board_->closed(host, true);
   EXPECT_THAT(told(host), IsEmpty());
 }

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -60,7 +61,7 @@ bool OutputPipe::readSome() {
   return count > 0;
 }
 
-ServerProcess::ServerProcess(const std::vector<std::string>& arguments) {
+ServerProcess::ServerProcess(const std::vector<std::string>& arguments, unsigned descriptors) {
   std::vector<std::string> words = {TOVALIN_SIGNAL_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
@@ -70,6 +71,10 @@ ServerProcess::ServerProcess(const std::vector<std::string>& arguments) {
   pid_ = fork();
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (descriptors > 0) {
+      const rlimit limit{descriptors, descriptors};
+      setrlimit(RLIMIT_NOFILE, &limit);
+    }
     dup2(output_.writeEnd(), STDOUT_FILENO);
     dup2(log_.writeEnd(), STDERR_FILENO);
     execv(pointers[0], pointers.data());

@@ -37,7 +37,8 @@ class OutputPipe {
 // The built server as a process of its own, from construction to destruction.
 class ServerProcess {
  public:
-  explicit ServerProcess(const std::vector<std::string>& arguments);
+  // `descriptors` is how many it may have open; 0: as many as this process.
+  explicit ServerProcess(const std::vector<std::string>& arguments, unsigned descriptors = 0);
   ~ServerProcess();
 
   // Waits until it listens.
