@@ -16,9 +16,14 @@ export class Host {
   #desktop;
   #folder;
   #variables;
+  #within;
 
-  /** `variables` of the environment come on top of what every host here is given. */
-  constructor(desktop, folder, variables = {}) {
+  /**
+   * `variables` of the environment come on top of what every host here is given; `within` as in
+   * Program.
+   */
+  constructor(desktop, folder, variables = {}, within = []) {
+    this.#within = within;
     this.#desktop = desktop;
     this.#folder = folder;
     this.#variables = variables;
@@ -70,7 +75,7 @@ export class Host {
       ...this.#variables,
     };
     return new Program(process.env.TOVALIN_HOST, [],
-      { name: 'tovalin-host', env, input: attended });
+      { name: 'tovalin-host', env, input: attended, within: this.#within });
   }
 
   get pid() {

@@ -5,6 +5,7 @@ const kFlags = [
   '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
   '--disable-background-networking', '--disable-component-update', '--disable-sync',
 ];
+const kBrowser = '/usr/bin/chromium';
 const kPatienceMs = 30000;
 
 /** A browser with the viewer's page. */
@@ -21,10 +22,10 @@ export class Phone {
   complaints = [];
 
   /** `viewport` in CSS pixels, `scale` device pixels to each of them. With `touch` it is a phone. */
-  static async start({ viewport, touch = false, scale = 1 }) {
+  static async start({ viewport, touch = false, scale = 1, browser = kBrowser }) {
     const phone = new Phone();
     phone.#server = await chromium.launchServer({
-      executablePath: '/usr/bin/chromium', args: kFlags, host: '127.0.0.1',
+      executablePath: browser, args: kFlags, host: '127.0.0.1',
     });
     phone.#browser = await chromium.connect(phone.#server.wsEndpoint());
     phone.#context = await phone.#browser.newContext({

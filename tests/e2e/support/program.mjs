@@ -11,12 +11,14 @@ export class Program {
 
   /**
    * `extra` adds file descriptors from 3 on, each read into a log of its own: `logs`. Without `input`
-   * the program reads from /dev/null, as one that the desktop started.
+   * the program reads from /dev/null, as one that the desktop started. `within`: the words of another
+   * command that becomes this one, `ip netns exec NAME` for instance.
    */
-  constructor(command, args = [], { name = command, env = process.env, extra = 0, input = true } = {}) {
+  constructor(command, args = [], options = {}) {
+    const { name = command, env = process.env, extra = 0, input = true, within = [] } = options;
     this.name = name;
     // A test that is killed must not leave its programs behind.
-    const words = ['--pdeathsig', 'KILL', '--', command, ...args];
+    const words = ['--pdeathsig', 'KILL', '--', ...within, command, ...args];
     const stdio = [input ? 'pipe' : 'ignore', 'pipe', 'pipe', ...Array(extra).fill('pipe')];
     this.#child = spawn('setpriv', words, { env, stdio });
     this.logs = this.#child.stdio.slice(1).map((stream) => {

@@ -7,18 +7,28 @@ const kViewer = fileURLToPath(new URL('../../../companion/viewer', import.meta.u
 export class SignalServer {
   port = 0;
 
-  constructor(stateFolder) {
+  /** `within` as in Program, `options` on top of the usual ones. */
+  constructor(stateFolder, { address = '127.0.0.1', within = [], options = [] } = {}) {
     this.#state = stateFolder;
+    this.#address = address;
+    this.#within = within;
+    this.#options = options;
   }
 
   #state;
+  #address;
+  #within;
+  #options;
   #program = null;
 
   async start() {
     this.#program = new Program(
       process.env.TOVALIN_SIGNAL,
-      ['--listen', `127.0.0.1:${this.port}`, '--state', this.#state, '--viewer', kViewer],
-      { name: 'tovalin-signal' });
+      [
+        '--listen', `${this.#address}:${this.port}`, '--state', this.#state, '--viewer', kViewer,
+        ...this.#options,
+      ],
+      { name: 'tovalin-signal', within: this.#within });
     const [, port] = await this.#program.out.next(/^READY (\d+)$/);
     this.port = Number(port);
   }
@@ -28,11 +38,11 @@ export class SignalServer {
   }
 
   get pageAddress() {
-    return `http://127.0.0.1:${this.port}/`;
+    return `http://${this.#address}:${this.port}/`;
   }
 
   get hostAddress() {
-    return `ws://127.0.0.1:${this.port}/signal`;
+    return `ws://${this.#address}:${this.port}/signal`;
   }
 
   kill() {
