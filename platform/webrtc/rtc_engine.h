@@ -39,6 +39,12 @@ class RtcEngine {
     signaling_->PostTask(std::forward<Task>(task));
   }
 
+  // Runs `task` on the worker thread after that time, unless the engine has ended by then.
+  template <typename Task>
+  void postWorker(Task&& task, webrtc::TimeDelta delay) {
+    worker_->PostDelayedTask(std::forward<Task>(task), delay);
+  }
+
   webrtc::PeerConnectionFactoryInterface& factory() { return *factory_; }
 
  private:

@@ -4,7 +4,9 @@
 #include <api/video/video_frame.h>
 #include <api/video/video_rotation.h>
 #include <media/base/adapted_video_track_source.h>
+#include <rtc_base/time_utils.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "platform/webrtc/picture_converter.h"
@@ -12,6 +14,13 @@
 namespace tovalin {
 
 using Rect = webrtc::VideoFrame::UpdateRect;
+
+namespace {
+
+constexpr int64_t kLeastStepNs = 1'000'000;  // the library looks at milliseconds
+constexpr int64_t kJustNowNs = 80'000'000;   // a picture since then asks for its own repeat
+
+}  // namespace
 
 // Its base hides the operation by which a receiver comes, hence two objects. Not thread-safe.
 class ScreenSource::Feed : public rtc::AdaptedVideoTrackSource {
@@ -75,8 +84,22 @@ ScreenSource::~ScreenSource() = default;
 void ScreenSource::push(const PixelBufferRef& picture, int64_t timestampNs) {
   std::lock_guard lock(mutex_);
   last_ = picture;
-  lastTimestampNs_ = timestampNs;
-  feed_->push(*picture, timestampNs);
+  deliver(timestampNs);
+}
+
+void ScreenSource::repeat() {
+  awaitsRepeat_ = false;
+  std::lock_guard lock(mutex_);
+  // On the clock of the pictures, which is the library's own.
+  const int64_t now = rtc::TimeNanos();
+  if (last_ && now - lastTimestampNs_ >= kJustNowNs) deliver(now);
+}
+
+void ScreenSource::deliver(int64_t timestampNs) {
+  // A picture may have been captured before a repeat that overtook it; the library refuses what
+  // seems to go back in time.
+  lastTimestampNs_ = std::max(timestampNs, lastTimestampNs_ + kLeastStepNs);
+  feed_->push(*last_, lastTimestampNs_);
 }
 
 bool ScreenSource::GetStats(Stats* stats) {

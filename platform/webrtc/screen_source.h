@@ -5,7 +5,9 @@
 #include <api/media_stream_interface.h>
 #include <api/notifier.h>
 #include <api/scoped_refptr.h>
+#include <api/units/time_delta.h>
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <set>
@@ -27,6 +29,15 @@ class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> 
   // passes this picture over. Any thread; calls are taken one at a time.
   void push(const PixelBufferRef& picture, int64_t timestampNs);
 
+  // So long after a picture that is not sharp yet the same is worth another look. At ten a second
+  // text is sharp within a second of the end of motion, and the encoder has time for what is new.
+  static constexpr webrtc::TimeDelta kRepeatAfter = webrtc::TimeDelta::Millis(100);
+
+  // Whether a repeat is due already; one is from now on.
+  bool awaitsRepeat() { return awaitsRepeat_.exchange(true); }
+  // Delivers the last picture once more, unless a newer one has just come. Any thread.
+  void repeat();
+
   bool is_screencast() const override { return true; }
   absl::optional<bool> needs_denoising() const override { return false; }
   SourceState state() const override { return kLive; }
@@ -47,8 +58,12 @@ class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> 
  private:
   class Feed;
 
+  void deliver(int64_t timestampNs);
+
   const rtc::scoped_refptr<Feed> feed_;
   std::set<const void*> sinks_;  // worker thread
+
+  std::atomic<bool> awaitsRepeat_ = false;
 
   std::mutex mutex_;  // guards the two below and the feed's pictures
   PixelBufferRef last_;

@@ -17,8 +17,9 @@ namespace {
 // The library calls all of it on the encoder's queue.
 class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
-  SettlingEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<ActiveRows> active)
-      : encoder_(std::move(encoder)), active_(std::move(active)) {}
+  SettlingEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<ActiveRows> active,
+                  std::shared_ptr<RepeatRequests> repeats)
+      : encoder_(std::move(encoder)), active_(std::move(active)), repeats_(std::move(repeats)) {}
 
   using webrtc::VideoEncoder::InitEncode;
   int InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) override {
@@ -54,7 +55,10 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     // it dropped to keep to the bitrate. Told of no repeats it encodes what it is given.
     webrtc::VideoFrame anyFrame = frame;
     anyFrame.clear_update_rect();
-    return encoder_->Encode(anyFrame, types);
+    cameOutSharp_ = false;
+    const int32_t result = encoder_->Encode(anyFrame, types);
+    if (!cameOutSharp_) repeats_->request();
+    return result;
   }
 
   void OnLossNotification(const LossNotification& loss) override {
@@ -78,7 +82,8 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
                         const webrtc::CodecSpecificInfo* codec) override {
     // A key frame begins anew, however fine its quantiser.
     if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) plan_.keyFrameCame();
-    plan_.encoded(image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold);
+    cameOutSharp_ = image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold;
+    plan_.encoded(cameOutSharp_);
     return receiver_->OnEncodedImage(image, codec);
   }
 
@@ -86,6 +91,8 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
 
   const std::unique_ptr<webrtc::VideoEncoder> encoder_;
   const std::shared_ptr<ActiveRows> active_;
+  const std::shared_ptr<RepeatRequests> repeats_;
+  bool cameOutSharp_ = false;  // the picture that was encoded last
   webrtc::EncodedImageCallback* receiver_ = nullptr;
   RefinementPlan plan_;
 };
@@ -93,8 +100,10 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
 }  // namespace
 
 std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder,
-                                               std::shared_ptr<ActiveRows> active) {
-  return std::make_unique<SettlingEncoder>(std::move(encoder), std::move(active));
+                                               std::shared_ptr<ActiveRows> active,
+                                               std::shared_ptr<RepeatRequests> repeats) {
+  return std::make_unique<SettlingEncoder>(std::move(encoder), std::move(active),
+                                           std::move(repeats));
 }
 
 }  // namespace tovalin

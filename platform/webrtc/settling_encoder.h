@@ -7,14 +7,16 @@
 #include <memory>
 
 #include "platform/webrtc/lean_libvpx.h"
+#include "platform/webrtc/repeat_requests.h"
 
 namespace tovalin {
 
 // Encodes with `encoder`, and tells it through `active` which rows are worth its work: those that
 // the frames' update rectangles cover, until they are sharp. Repeats of a picture that is sharp all
-// over go by; a repeat is a frame with an empty update rectangle. For VP8 encoders that are done
-// when Encode() returns.
+// over go by; a repeat is a frame with an empty update rectangle. Asks for a repeat of a picture
+// that came out coarse or not at all. For VP8 encoders that are done when Encode() returns.
 std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder,
-                                               std::shared_ptr<ActiveRows> active);
+                                               std::shared_ptr<ActiveRows> active,
+                                               std::shared_ptr<RepeatRequests> repeats);
 
 }  // namespace tovalin

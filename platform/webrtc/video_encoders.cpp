@@ -50,11 +50,12 @@ class EncoderFactoryBridge final : public webrtc::VideoEncoderFactory {
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder() {
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(
+    std::shared_ptr<RepeatRequests> repeats) {
   auto active = std::make_shared<ActiveRows>();
   auto encoder = std::make_unique<webrtc::LibvpxVp8Encoder>(leanLibvpx(active),
                                                             webrtc::VP8Encoder::Settings());
-  return settling(std::move(encoder), std::move(active));
+  return settling(std::move(encoder), std::move(active), std::move(repeats));
 }
 
 std::vector<VideoCodecInfo> libraryVp8Codecs() {
@@ -65,8 +66,8 @@ std::vector<VideoCodecInfo> libraryVp8Codecs() {
   return codecs;
 }
 
-std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder() {
-  return std::make_unique<LibraryEncoder>(makeScreenVp8Encoder());
+std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(std::shared_ptr<RepeatRequests> repeats) {
+  return std::make_unique<LibraryEncoder>(makeScreenVp8Encoder(std::move(repeats)));
 }
 
 std::unique_ptr<webrtc::VideoEncoderFactory> bridgeEncoders(

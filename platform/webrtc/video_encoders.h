@@ -9,15 +9,16 @@
 #include <vector>
 
 #include "platform/rtc.h"
+#include "platform/webrtc/repeat_requests.h"
 
 namespace tovalin {
 
 // The library's VP8 encoder, tuned to screens. Any thread.
-std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder();
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(std::shared_ptr<RepeatRequests> repeats);
 
 // What it reports of itself, and a new one as the port knows it. Any thread.
 std::vector<VideoCodecInfo> libraryVp8Codecs();
-std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder();
+std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(std::shared_ptr<RepeatRequests> repeats);
 
 // Offers the port's encoder factory to the library. An encoder that this adapter did not make
 // counts as none.

@@ -9,18 +9,24 @@
 #include <utility>
 
 #include "platform/rtc.h"
+#include "platform/webrtc/repeat_requests.h"
 #include "platform/webrtc/rtc_engine.h"
 #include "platform/webrtc/screen_source.h"
 
 namespace tovalin {
 
-class WebRtcVideoSource final : public RtcVideoSource {
+class WebRtcVideoSource final : public RtcVideoSource, public RepeatRequests::Receiver {
  public:
   explicit WebRtcVideoSource(std::shared_ptr<RtcEngine> engine)
       : engine_(std::move(engine)), native_(rtc::make_ref_counted<ScreenSource>()) {}
 
   void push(const PixelBufferRef& pixelBuffer, int64_t timestampNs) override {
     if (pixelBuffer) native_->push(pixelBuffer, timestampNs);
+  }
+
+  void repeatSoon() override {
+    if (native_->awaitsRepeat()) return;
+    engine_->postWorker([native = native_] { native->repeat(); }, ScreenSource::kRepeatAfter);
   }
 
   ScreenSource& native() { return *native_; }

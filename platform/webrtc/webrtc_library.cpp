@@ -24,8 +24,10 @@ using VideoDecoders = webrtc::VideoDecoderFactoryTemplate<webrtc::LibvpxVp8Decod
 
 class WebRtcFactory final : public RtcPeerConnectionFactory {
  public:
-  explicit WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders)
-      : engine_(RtcEngine::start(bridgeEncoders(std::move(encoders)),
+  WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders,
+                std::shared_ptr<RepeatRequests> repeats)
+      : repeats_(std::move(repeats)),
+        engine_(RtcEngine::start(bridgeEncoders(std::move(encoders)),
                                  std::make_unique<VideoDecoders>())) {}
 
   std::shared_ptr<RtcPeerConnection> createPeerConnection(
@@ -36,7 +38,9 @@ class WebRtcFactory final : public RtcPeerConnectionFactory {
   }
 
   std::shared_ptr<RtcVideoSource> createVideoSource() override {
-    return std::make_shared<WebRtcVideoSource>(engine_);
+    auto source = std::make_shared<WebRtcVideoSource>(engine_);
+    repeats_->add(source);
+    return source;
   }
 
   std::shared_ptr<RtcVideoTrack> createVideoTrack(std::shared_ptr<RtcVideoSource> source,
@@ -58,6 +62,7 @@ class WebRtcFactory final : public RtcPeerConnectionFactory {
     engine_->factory().SetOptions(options);
   }
 
+  const std::shared_ptr<RepeatRequests> repeats_;
   const std::shared_ptr<RtcEngine> engine_;
 };
 
@@ -71,12 +76,17 @@ class WebRtcLibrary final : public RtcLibrary {
 
   std::vector<VideoCodecInfo> vp8Codecs() const override { return libraryVp8Codecs(); }
 
-  std::unique_ptr<RtcVideoEncoder> makeVp8Encoder() override { return makeLibraryVp8Encoder(); }
+  std::unique_ptr<RtcVideoEncoder> makeVp8Encoder() override {
+    return makeLibraryVp8Encoder(repeats_);
+  }
 
   std::shared_ptr<RtcPeerConnectionFactory> makeFactory(
       std::unique_ptr<RtcVideoEncoderFactory> encoders) override {
-    return std::make_shared<WebRtcFactory>(std::move(encoders));
+    return std::make_shared<WebRtcFactory>(std::move(encoders), repeats_);
   }
+
+ private:
+  const std::shared_ptr<RepeatRequests> repeats_ = std::make_shared<RepeatRequests>();
 };
 
 }  // namespace

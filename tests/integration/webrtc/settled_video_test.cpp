@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <random>
 
 #include "tests/integration/webrtc/visit_fixture.h"
 
@@ -12,6 +13,19 @@ namespace tovalin {
 namespace {
 
 using namespace std::chrono_literals;
+
+// Hard to encode.
+std::shared_ptr<TestPicture> noise(int width, int height) {
+  auto picture = std::make_shared<TestPicture>(width, height);
+  std::mt19937 random(1);
+  const auto level = [&] { return static_cast<uint8_t>(random() % 256); };
+  for (int y = 0; y < height; y += 2) {
+    for (int x = 0; x < width; x += 2) {
+      picture->fill(x, y, x + 2, y + 2, {level(), level(), level()});
+    }
+  }
+  return picture;
+}
 
 class SettledVideoTest : public VisitTest {
  protected:
@@ -48,6 +62,12 @@ TEST_F(SettledVideoTest, AStaticScreenStillYieldsPictures) {
   EXPECT_TRUE(repeatUntil([&] { return viewer_->notes().pictures >= before.pictures + 3; }));
   // A viewer that gets nothing for too long asks for a key frame.
   board_.read([&] { EXPECT_EQ(viewer_->notes().keyFrames, before.keyFrames); });
+}
+
+TEST_F(SettledVideoTest, APictureThatIsNotSharpYetIsSentAgainUnasked) {
+  connect();
+  show(noise(1280, 720));
+  EXPECT_TRUE(board_.waitUntil([&] { return viewer_->notes().pictures >= 4; }));
 }
 
 TEST_F(SettledVideoTest, AKeyFrameRequestYieldsAKeyFrame) {

@@ -134,9 +134,10 @@ class SettlingEncoderTest : public testing::Test {
   std::chrono::microseconds now_ = 1h;
   FakeEncoderState inner_;
   Receiver receiver_;
+  const std::shared_ptr<RepeatRequests> repeats_ = std::make_shared<RepeatRequests>();
   const std::shared_ptr<ActiveRows> active_ = std::make_shared<ActiveRows>();
   const std::unique_ptr<webrtc::VideoEncoder> encoder_ =
-      settling(std::make_unique<FakeEncoder>(inner_), active_);
+      settling(std::make_unique<FakeEncoder>(inner_), active_, repeats_);
 };
 
 TEST_F(SettlingEncoderTest, RepeatsOfASettledPictureGoByAsIfTheyHadBeenEncoded) {
@@ -235,6 +236,44 @@ TEST_F(SettlingEncoderTest, APictureThatStaysCoarseOrHidesItsQuantiserNeverSettl
     ASSERT_TRUE(changeComes());
     for (int i = 0; i < 100; ++i) ASSERT_TRUE(repeatComes());
   }
+}
+
+struct Requests final : RepeatRequests::Receiver {
+  void repeatSoon() override { ++count; }
+
+  int count = 0;
+};
+
+TEST_F(SettlingEncoderTest, ARepeatIsAskedForUntilThePictureIsSharp) {
+  const auto requests = std::make_shared<Requests>();
+  repeats_->add(requests);
+  inner_.qp = kCoarse;
+  changeComes();
+  repeatComes();
+  EXPECT_EQ(requests->count, 2);
+  inner_.qp = kFinest;
+  repeatComes();
+  repeatComes();
+  EXPECT_EQ(requests->count, 2);
+}
+
+TEST_F(SettlingEncoderTest, ARepeatIsAskedForWhenTheEncoderInsideDropsOrFails) {
+  const auto requests = std::make_shared<Requests>();
+  repeats_->add(requests);
+  settles();
+  const int before = requests->count;
+  inner_.drops = true;
+  changeComes();
+  EXPECT_EQ(requests->count, before + 1);
+  inner_.result = WEBRTC_VIDEO_CODEC_ERROR;
+  changeComes();
+  EXPECT_EQ(requests->count, before + 2);
+}
+
+TEST_F(SettlingEncoderTest, ASourceThatIsGoneIsAskedForNothing) {
+  repeats_->add(std::make_shared<Requests>());
+  inner_.qp = kCoarse;
+  EXPECT_TRUE(changeComes());
 }
 
 TEST_F(SettlingEncoderTest, ANewStartAReleaseAndALossBeginAnew) {

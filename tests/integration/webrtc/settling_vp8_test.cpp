@@ -31,6 +31,10 @@ using Rates = webrtc::VideoEncoder::RateControlParameters;
 constexpr auto kDelta = webrtc::VideoFrameType::kVideoFrameDelta;
 constexpr auto kKey = webrtc::VideoFrameType::kVideoFrameKey;
 
+std::unique_ptr<webrtc::VideoEncoder> screenEncoder() {
+  return makeScreenVp8Encoder(std::make_shared<RepeatRequests>());
+}
+
 class Screen final : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCallback {
  public:
   Screen(std::unique_ptr<webrtc::VideoEncoder> encoder, unsigned kbps)
@@ -125,7 +129,7 @@ rtc::scoped_refptr<webrtc::I420Buffer> detailed(unsigned seed) {
 
 TEST(SettlingVp8Test, AStillPictureAfterMotionBecomesAsSharpWithFewerPictures) {
   Screen plain(webrtc::VP8Encoder::Create(), 2500);
-  Screen settled(makeScreenVp8Encoder(), 2500);
+  Screen settled(screenEncoder(), 2500);
   I420 picture;
   for (unsigned i = 0; i < 20; ++i) {
     picture = detailed(i);
@@ -143,7 +147,7 @@ TEST(SettlingVp8Test, AStillPictureAfterMotionBecomesAsSharpWithFewerPictures) {
 }
 
 TEST(SettlingVp8Test, AChangeThatWasTooBigForTheBitrateComesWithTheNextRepeat) {
-  Screen screen(makeScreenVp8Encoder(), 300);
+  Screen screen(screenEncoder(), 300);
   const auto flat = webrtc::I420Buffer::Create(Screen::kWidth, Screen::kHeight);
   webrtc::I420Buffer::SetBlack(flat.get());
   screen.shows(flat, Screen::kAll);
@@ -163,7 +167,7 @@ TEST(SettlingVp8Test, AChangeThatWasTooBigForTheBitrateComesWithTheNextRepeat) {
 constexpr RowBand kLine{100, 117};
 
 TEST(SettlingVp8Test, ALineThatChangesOnASettledScreenComesSharpAndLeavesTheRestAsItWas) {
-  Screen screen(makeScreenVp8Encoder(), 2500);
+  Screen screen(screenEncoder(), 2500);
   const auto picture = detailed(1);
   screen.shows(picture, Screen::kAll);
   for (int i = 0; i < 120; ++i) screen.shows(picture, Screen::kRepeat);
@@ -183,7 +187,7 @@ TEST(SettlingVp8Test, ALineThatChangesOnASettledScreenComesSharpAndLeavesTheRest
 }
 
 TEST(SettlingVp8Test, AfterMotionTheWholeScreenBecomesSharpThoughALineKeepsChanging) {
-  Screen screen(makeScreenVp8Encoder(), 2500);
+  Screen screen(screenEncoder(), 2500);
   auto picture = detailed(0);
   for (unsigned i = 0; i < 20; ++i) {
     picture = detailed(i);
