@@ -105,6 +105,16 @@ async function measure(open, desktop, folder) {
   }
 }
 
+/** What one picture of the scrolling scene costs the bare libraries at that rate, in milliseconds. */
+async function bareCost(desktop, kbytesPerSecond) {
+  const program = play(desktop, 'scrolling');
+  await pause(kSettlingMs);
+  const [line] = await desktop.tell(process.env.TOVALIN_BARE_ENCODER,
+    String(Math.round(8 * kbytesPerSecond)), String(kSceneMs / 1000));
+  await program.stop();
+  return JSON.parse(line);
+}
+
 const number = (value) => (value < 10 ? value.toFixed(1) : value.toFixed(0));
 const across = (rounds, read) => median(rounds.map(read));
 
@@ -147,6 +157,15 @@ try {
     }
   }
   print(results);
+  const ours = results['this host'];
+  if (ours) {
+    const bare = await bareCost(desktop, across(ours, ({ scenes }) => scenes.scrolling.kbps));
+    const sum = (bare.grab + bare.convert + bare.encode) * 3; // percent of a core at 30 a second
+    console.log(`\nBare libraries, scrolling, ms a picture: grab ${bare.grab}, convert ${bare.convert},` +
+      ` encode ${bare.encode} at ${number(bare.kbps)} kB/s; ${number(sum)} % of a core at 30 a second,` +
+      ` ${number(bare.encode * 3)} % for the encoder alone.`);
+    results.bare = bare;
+  }
   const file = process.argv[process.argv.indexOf('--json') + 1];
   if (process.argv.includes('--json')) await fs.writeFile(file, JSON.stringify(results));
 } finally {

@@ -11,17 +11,12 @@ import { Host, kStatus } from '../tests/e2e/support/host.mjs';
 import { Phone } from '../tests/e2e/support/phone.mjs';
 import { SignalServer } from '../tests/e2e/support/signal_server.mjs';
 import { cpuSeconds, residentMb, row } from './process_figures.mjs';
+import { play } from './scenes.mjs';
 
 const kSize = '1920x1080';
 const kSceneMs = 20000;
 const kVisits = 11;
 const kSettlingFrames = 36; // some twenty seconds of a static screen
-// A line of text at each of 30 frames a second, as `tail -f` of a busy log would show.
-const kScroll = `
-  let n = 0;
-  const words = 'the quick brown fox jumps over the lazy dog while the log scrolls by ';
-  setInterval(() => { console.log(String(++n).padStart(7), words.slice(n % 40).repeat(3)); }, 1000 / 30);`;
-
 /** The host's share of a core over one scene, and what the viewer saw of it. */
 async function measure(host, phone) {
   const seen = phone && (await phone.stats());
@@ -114,8 +109,7 @@ try {
   row('resident, static screen, after pairing in the window', fresh, 'MB', '');
 
   await probe.stop();
-  await desktop.run('xterm', '-fullscreen', '-fa', 'DejaVu Sans Mono', '-fs', '11', '-e',
-    process.execPath, '-e', kScroll);
+  play(desktop, 'scrolling');
   await phone.nextFrames(60);
   const scrolling = await measure(host, phone);
   row('CPU, scrolling text', scrolling.cpu, '% of a core', '50');
