@@ -239,7 +239,8 @@ test('the finger as the pointer, on a phone held across', async (t) => {
     await hand.stroke({ 1: [[400, 200], [100, 200]], 2: [[440, 200], [740, 200]] });
     hand.up(1).up(2);
     await hand.done();
-    const drawn = () => phone.page.evaluate(() => getComputedStyle(document.getElementById('picture')).imageRendering);
+    const drawn = () => phone.page.evaluate(
+      () => getComputedStyle(document.getElementById('picture')).imageRendering);
     assert.equal(await drawn(), 'pixelated');
     hand.pause(600).down(1, [100, 200]).down(2, [740, 200]);
     await hand.stroke({ 1: [[100, 200], [400, 200]], 2: [[740, 200], [440, 200]] });
@@ -257,7 +258,8 @@ test('a turned phone shows the whole picture again, and taps land', async (t) =>
     await phone.page.setViewportSize(size);
     await phone.page.waitForFunction((width) => {
       const { left, right, top, bottom } = document.getElementById('picture').getBoundingClientRect();
-      return innerWidth === width && left >= 0 && top >= 0 && right <= innerWidth + 1 && bottom <= innerHeight + 1 &&
+      const inside = left >= 0 && top >= 0 && right <= innerWidth + 1 && bottom <= innerHeight + 1;
+      return innerWidth === width && inside &&
         (right - left > innerWidth - 1 || bottom - top > innerHeight - 1);
     }, size.width);
     const point = [size.width / 2 + 31, size.height / 2 + 17];
