@@ -49,7 +49,7 @@ export class Network {
 
   /** Whether the middle hands on what the phone and the computer send each other. */
   letThrough(direct) {
-    return run(...this.at(kMiddle), 'sh', '-c', `echo ${Number(direct)} >/proc/sys/net/ipv4/ip_forward`);
+    return this.#set(kMiddle, 'net/ipv4/ip_forward', Number(direct));
   }
 
   /** Pulls the cable of the phone or of the computer. */
@@ -71,11 +71,18 @@ export class Network {
     this.#names = {};
   }
 
+  #set(place, setting, value) {
+    return run(...this.at(place), 'sh', '-c', `echo ${value} >/proc/sys/${setting}`);
+  }
+
   async #build() {
     for (const place of [kMiddle, ...kPlaces]) {
       const name = `tovalin-${process.pid}-${place}`;
       await run('ip', 'netns', 'add', name);
       this.#names[place] = name;
+      // Its addresses would come seconds later, and a browser drops what it loads when one comes.
+      await this.#set(place, 'net/ipv6/conf/all/disable_ipv6', 1);
+      await this.#set(place, 'net/ipv6/conf/default/disable_ipv6', 1);
       await run('ip', '-n', name, 'link', 'set', 'lo', 'up');
     }
     const middle = this.#names[kMiddle];
