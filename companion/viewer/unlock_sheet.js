@@ -11,6 +11,7 @@ export class UnlockSheet {
   #sheet = document.getElementById('locked');
   #password = document.getElementById('password');
   #show = document.getElementById('password-show');
+  #again = document.getElementById('unlock-again');
   #words = document.getElementById('unlock-words');
   #computer;
   #closed;
@@ -25,7 +26,11 @@ export class UnlockSheet {
       event.preventDefault();
       this.#unlock();
     });
-    document.getElementById('unlock-hide').addEventListener('click', () => this.#close());
+    document.getElementById('unlock-hide').addEventListener('click', () => {
+      this.#close();
+      this.#again.hidden = false;
+    });
+    this.#again.addEventListener('click', () => this.#open());
     // A phone's keyboard would close if the focus went to the button.
     this.#show.addEventListener('mousedown', (event) => event.preventDefault());
     this.#show.addEventListener('click', () => this.#reveal(this.#password.type === 'password'));
@@ -38,17 +43,22 @@ export class UnlockSheet {
   setLocked(locked) {
     if (locked === this.#locked) return;
     this.#locked = locked;
-    this.#desk.classList.toggle('locked', locked);
-    if (!locked) return this.#close();
-    this.#sheet.hidden = false;
-    this.#say('The computer is locked.');
-    this.#password.focus();
+    if (locked) this.#open();
+    else this.#close();
   }
 
   /** The page goes out of sight: what was typed so far must not be found there later. */
   forget() {
     this.#password.value = '';
     this.#reveal(false);
+  }
+
+  #open() {
+    this.#again.hidden = true;
+    this.#desk.classList.add('locked');
+    this.#sheet.hidden = false;
+    this.#say('The computer is locked.');
+    this.#password.focus();
   }
 
   #unlock() {
@@ -69,6 +79,7 @@ export class UnlockSheet {
   #close() {
     clearTimeout(this.#timer);
     this.forget();
+    this.#again.hidden = true;
     this.#desk.classList.remove('locked');
     if (this.#sheet.hidden) return;
     this.#sheet.hidden = true;

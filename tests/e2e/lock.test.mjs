@@ -59,6 +59,12 @@ test('a phone can show the password, and keeps it no longer than it is looked at
   await sheet.waitFor({ state: 'hidden' });
   assert.equal(await phone.page.locator('#password').inputValue(), '');
   assert.deepEqual(seen(probe), [], 'something of it reached the computer');
+
+  const again = phone.page.getByRole('button', { name: 'Locked: enter the password' });
+  await again.tap();
+  await sheet.waitFor({ state: 'visible' });
+  assert.equal(await again.isVisible(), false);
+  assert.equal(await password.inputValue(), '');
 });
 
 test('the password field is in sight over a phone’s keyboard', async (t) => {
