@@ -198,3 +198,14 @@ test('the page can be installed: its manifest and every icon are what they say',
     assert.ok(icons.seen.some(({ size, purpose }) => `${size} ${purpose}` === wanted), wanted);
   }
 });
+
+test('a page of which a part was lost on the way loads again by itself', async (t) => {
+  const { phone, server } = await openScene(t, kPhone);
+  await phone.open(server.pageAddress);
+  await phone.page.waitForSelector('#pin:visible');
+  await phone.page.route('**/visit.js', (route) => route.abort('connectionreset'), { times: 1 });
+  await phone.page.reload();
+  await phone.page.waitForSelector('#incomplete:visible');
+  await phone.page.waitForSelector('#pin:visible');
+  assert.equal(await phone.page.isVisible('#incomplete'), false);
+});
