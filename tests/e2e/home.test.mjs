@@ -209,3 +209,41 @@ test('a page of which a part was lost on the way loads again by itself', async (
   await phone.page.waitForSelector('#pin:visible');
   assert.equal(await phone.page.isVisible('#incomplete'), false);
 });
+
+/** What a finger or a screen reader would miss on the screen that is shown, in words. */
+const shortcomings = (phone) => phone.page.evaluate((least) => {
+  const seen = [...document.querySelectorAll('button, input:not(.pin)')]
+    .filter((part) => part.checkVisibility() && part.tabIndex >= 0);
+  const nameOf = (part) =>
+    part.getAttribute('aria-label') || part.labels?.[0]?.textContent || part.textContent.trim();
+  return seen.flatMap((part) => {
+    const { width, height } = part.getBoundingClientRect();
+    const what = part.id || part.className;
+    return [
+      ...(width < least || height < least ? [`${what} is ${width} × ${height}`] : []),
+      ...(nameOf(part) ? [] : [`${what} has no name`]),
+    ];
+  }).concat(seen.length > 0 ? [] : ['nothing to press']);
+}, 44);
+
+test('everything that can be pressed is large enough for a finger and has a name', async (t) => {
+  const { phone, host, server } = await openScene(t, kPhone);
+  await phone.open(server.pageAddress);
+  await phone.page.waitForSelector('#pin:visible');
+  await phone.page.click('#use-link');
+  assert.deepEqual(await shortcomings(phone), [], 'pairing');
+  await phone.pair(await host.pin());
+  await phone.live();
+  await phone.page.click('#bar-toggle');
+  assert.deepEqual(await shortcomings(phone), [], 'visit');
+  await phone.page.click('#leave');
+  await phone.phase('notice', 'left');
+  assert.deepEqual(await shortcomings(phone), [], 'notice');
+  await phone.page.click('#notice-home');
+  await phone.phase('home');
+  assert.deepEqual(await shortcomings(phone), [], 'list');
+  await phone.page.click('.computer-more');
+  assert.deepEqual(await shortcomings(phone), [], 'renaming');
+  await phone.page.click('#forget-ask');
+  assert.deepEqual(await shortcomings(phone), [], 'forgetting');
+});
