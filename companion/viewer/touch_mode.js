@@ -1,7 +1,7 @@
 const kKey = 'tovalin.touch';
-const kHintMs = 6000;
+const kHintMs = 8000;
 const kHints = {
-  trackpad: 'Move the pointer with a finger, tap to click, scroll with two.',
+  trackpad: 'A finger moves the pointer, a tap clicks. Two fingers scroll; their tap is a right click.',
   direct: 'Tap what you want to click. Hold for a right click, scroll with two fingers.',
 };
 
@@ -14,7 +14,7 @@ export class TouchMode {
   #mode;
   #isNew;
 
-  /** `storage` as DeviceStore's. `changed(mode)`: another one is in use from now on. */
+  /** `storage` as ComputerStore's. `changed(mode)`: another one is in use from now on. */
   constructor(storage, changed) {
     this.#storage = storage;
     this.#mode = this.#read();
