@@ -6,27 +6,26 @@
 namespace tovalin {
 namespace {
 
-std::vector<RowBand> aligned(std::span<const RowBand> damage, int height) {
-  std::vector<RowBand> bands;
+void align(std::span<const RowBand> damage, int height, std::vector<RowBand>& bands) {
+  bands.clear();
   for (const RowBand& band : damage) {
     const int top = std::clamp(band.top, 0, height) & ~1;
     const int bottom = std::min((std::clamp(band.bottom, 0, height) + 1) & ~1, height);
     if (top < bottom) bands.push_back({top, bottom});
   }
-  return bands;
 }
 
-std::vector<RowBand> merged(std::vector<RowBand> bands) {
+void merge(std::vector<RowBand>& bands) {
   std::ranges::sort(bands, {}, &RowBand::top);
-  std::vector<RowBand> result;
+  size_t kept = 0;
   for (const RowBand& band : bands) {
-    if (!result.empty() && band.top <= result.back().bottom) {
-      result.back().bottom = std::max(result.back().bottom, band.bottom);
+    if (kept > 0 && band.top <= bands[kept - 1].bottom) {
+      bands[kept - 1].bottom = std::max(bands[kept - 1].bottom, band.bottom);
     } else {
-      result.push_back(band);
+      bands[kept++] = band;
     }
   }
-  return result;
+  bands.resize(kept);
 }
 
 }  // namespace
@@ -41,26 +40,28 @@ DamageHistory::Continuity DamageHistory::note(const PixelBuffer& picture) {
     width_ = picture.width();
     height_ = picture.height();
     newest_ = number;
-    damage_.clear();
+    remembered_ = 0;
     return Continuity::otherStream;
   }
   if (number == newest_ + 1) {
-    damage_.push_front(aligned(picture.damage(), height_));
-    if (damage_.size() > kPictures) damage_.pop_back();
+    align(picture.damage(), height_, damage_[number % kPictures]);
+    remembered_ = std::min(remembered_ + 1, kPictures);
   } else if (number > newest_) {
-    damage_.clear();
+    remembered_ = 0;
   }
   newest_ = std::max(newest_, number);
   return Continuity::sameStream;
 }
 
-std::optional<std::vector<RowBand>> DamageHistory::since(uint64_t number) const {
-  if (number > newest_ || newest_ - number > damage_.size()) return std::nullopt;
-  std::vector<RowBand> all;
-  for (size_t i = 0; i < newest_ - number; ++i) {
-    all.insert(all.end(), damage_[i].begin(), damage_[i].end());
+bool DamageHistory::since(uint64_t number, std::vector<RowBand>& bands) const {
+  bands.clear();
+  if (number > newest_ || newest_ - number > remembered_) return false;
+  for (uint64_t next = number + 1; next <= newest_; ++next) {
+    const auto& damage = damage_[next % kPictures];
+    bands.insert(bands.end(), damage.begin(), damage.end());
   }
-  return merged(std::move(all));
+  merge(bands);
+  return true;
 }
 
 }  // namespace tovalin

@@ -1,9 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <optional>
 #include <vector>
 
 #include "platform/pixel_buffer.h"
@@ -31,8 +30,9 @@ class DamageHistory {
 
   // Rows that may differ between picture `number` and the newest: sorted, disjoint, inside the
   // picture, each beginning on an even row and ending on one or at the last row, as chroma shared
-  // by pairs of rows demands. Absent when that far back is not remembered.
-  std::optional<std::vector<RowBand>> since(uint64_t number) const;
+  // by pairs of rows demands. False when that far back is not remembered; `bands` is then empty.
+  // Its memory is used again, so that a picture takes none from the heap.
+  bool since(uint64_t number, std::vector<RowBand>& bands) const;
 
  private:
   bool started_ = false;
@@ -40,7 +40,8 @@ class DamageHistory {
   int width_ = 0;
   int height_ = 0;
   uint64_t newest_ = 0;
-  std::deque<std::vector<RowBand>> damage_;  // of newest_, newest_ - 1, …
+  size_t remembered_ = 0;                               // pictures, counted back from the newest
+  std::array<std::vector<RowBand>, kPictures> damage_;  // by picture number, going round
 };
 
 }  // namespace tovalin

@@ -21,21 +21,20 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> PictureConverter::convert(
 
   Copy* copy = freshestFreeCopy(picture);
   if (copy == nullptr) return nullptr;
-  std::optional<std::vector<RowBand>> stale;
-  if (copy->filled && number == history_.newest()) stale = history_.since(copy->number);
-  for (const RowBand& band : stale.value_or(std::vector<RowBand>{{0, picture.height()}})) {
-    convertRows(picture, *copy->buffer, band);
+  if (copy->filled && number == history_.newest() && history_.since(copy->number, bands_)) {
+    for (const RowBand& band : bands_) convertRows(picture, *copy->buffer, band);
+  } else {
+    convertRows(picture, *copy->buffer, {0, picture.height()});
   }
   copy->number = number;
   copy->filled = true;
   return copy->buffer;
 }
 
-RowBand PictureConverter::changedSince(uint64_t number, int height) const {
-  const auto bands = history_.since(number);
-  if (!bands) return {0, height};
-  if (bands->empty()) return {};
-  return {bands->front().top, bands->back().bottom};
+RowBand PictureConverter::changedSince(uint64_t number, int height) {
+  if (!history_.since(number, bands_)) return {0, height};
+  if (bands_.empty()) return {};
+  return {bands_.front().top, bands_.back().bottom};
 }
 
 PictureConverter::Copy* PictureConverter::freshestFreeCopy(const PixelBuffer& picture) {

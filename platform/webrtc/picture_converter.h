@@ -31,7 +31,7 @@ class PictureConverter {
 
   // The band of rows that may differ between picture `number` and the newest one noted; all rows
   // when that far back is not remembered.
-  RowBand changedSince(uint64_t number, int height) const;
+  RowBand changedSince(uint64_t number, int height);
 
   // Rows converted since construction.
   int64_t rowsConverted() const { return rowsConverted_; }
@@ -51,6 +51,7 @@ class PictureConverter {
 
   DamageHistory history_;
   std::vector<Copy> copies_;
+  std::vector<RowBand> bands_;  // kept, so that a picture needs no allocation
   int64_t rowsConverted_ = 0;
 };
 
