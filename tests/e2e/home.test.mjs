@@ -247,3 +247,63 @@ test('everything that can be pressed is large enough for a finger and has a name
   await phone.page.click('#forget-ask');
   assert.deepEqual(await shortcomings(phone), [], 'forgetting');
 });
+
+test('the phone’s screen stays on during a visit, and may go dark after it', async (t) => {
+  const { host, phone, server } = await openScene(t, kPhone);
+  await phone.open(server.pageAddress);
+  await phone.page.waitForSelector('#pin:visible');
+  await phone.page.evaluate(() => {
+    globalThis.heldLocks = 0;
+    const request = WakeLock.prototype.request;
+    WakeLock.prototype.request = async function watched(kind) {
+      const lock = await request.call(this, kind);
+      globalThis.heldLocks += 1;
+      lock.addEventListener('release', () => (globalThis.heldLocks -= 1));
+      return lock;
+    };
+  });
+  const held = (count) =>
+    phone.page.waitForFunction((wanted) => globalThis.heldLocks === wanted, count);
+  await phone.pair(await host.pin());
+  await phone.live();
+  await held(1);
+  await phone.page.click('#bar-toggle');
+  await phone.page.click('#leave');
+  await held(0);
+});
+
+test('the code on the screen pairs when the camera sees it, and the camera goes off', async (t) => {
+  const { desktop, host, phone, server } = await openScene(t, { ...kPhone, paired: false });
+  const link = await desktop.code();
+  await phone.open(server.pageAddress);
+  await phone.page.waitForSelector('#pin:visible');
+  assert.equal(await phone.page.isVisible('#scan'), false, 'this browser cannot read codes');
+  // A camera and a reader of codes that this browser does not have.
+  await phone.page.addInitScript(() => {
+    globalThis.inSight = [];
+    globalThis.BarcodeDetector = class {
+      static getSupportedFormats = async () => ['qr_code'];
+      detect = async () => globalThis.inSight.map((rawValue) => ({ rawValue }));
+    };
+    const canvas = document.createElement('canvas');
+    const pen = canvas.getContext('2d');
+    setInterval(() => pen.fillRect(0, 0, 1, 1), 50); // a canvas that is still sends no frames
+    navigator.mediaDevices.getUserMedia = async () => (globalThis.camera = canvas.captureStream(5));
+  });
+  await phone.page.reload();
+  const cameraIs = (state) => phone.page.waitForFunction(
+    (wanted) => globalThis.camera?.getTracks()[0].readyState === wanted, state);
+
+  await phone.page.click('#scan');
+  await cameraIs('live');
+  await phone.page.click('#scanner-cancel');
+  await cameraIs('ended');
+
+  await phone.page.click('#scan');
+  await phone.page.evaluate(() => (globalThis.inSight = ['https://example.org/']));
+  await phone.page.locator('#scanner-words', { hasText: 'another code' }).waitFor();
+  await phone.page.evaluate((code) => (globalThis.inSight = [code]), link);
+  await phone.live();
+  await cameraIs('ended');
+  await host.status(kStatus.connected);
+});
