@@ -27,6 +27,12 @@ export class ComputerStore {
     this.#remove(kSingleKey);
   }
 
+  /** Another window of this browser has paired, renamed or forgotten: what it wrote holds here, too. */
+  reload() {
+    this.#computers = computersIn(this.#read(kKey));
+    this.#farewells = computersIn(this.#read(kFarewellsKey));
+  }
+
   /** The one used last comes first. */
   get all() {
     return [...this.#computers].sort((a, b) => b.lastUsed - a.lastUsed);

@@ -150,6 +150,10 @@ addEventListener('keyup', (event) => {
 addEventListener('blur', releaseAll);
 addEventListener('pagehide', goneFromSight);
 document.addEventListener('visibilitychange', () => document.hidden && goneFromSight());
+addEventListener('storage', () => {
+  store.reload();
+  if (session.phase === 'home') home.show(session);
+});
 new PageLife((awayMs) => session.back(awayMs));
 
 function openLink() {

@@ -211,8 +211,9 @@ export class Session {
   }
 
   #sendJoin(resume) {
-    const proof = proofOf(this.#store.find(this.#hostId));
-    this.#socket.send({ type: 'join', ...proof, ...(resume && { resume }) });
+    const computer = this.#store.find(this.#hostId);
+    if (!computer) return this.home(); // forgotten in another window
+    this.#socket.send({ type: 'join', ...proofOf(computer), ...(resume && { resume }) });
   }
 
   #sendFarewells() {

@@ -66,6 +66,19 @@ test('forgetting silently needs no farewell', () => {
   assert.deepEqual([store.all, store.farewells], [[], []]);
 });
 
+test('what another window of the browser does is known here, and is not undone', () => {
+  const storage = new FakeStorage({ 'tovalin.computers': [kStudy] });
+  const here = open(storage);
+  open(storage).remember(kAttic);
+  here.reload();
+  here.rename('h1', 'Work');
+  assert.deepEqual(names(open(storage)).sort(), ['Attic', 'Work']);
+  open(storage).forget('h2');
+  here.reload();
+  assert.deepEqual(names(here), ['Work']);
+  assert.deepEqual(here.farewells.map(({ hostId }) => hostId), ['h2']);
+});
+
 test('the name of this device is remembered', () => {
   const storage = new FakeStorage();
   assert.equal(open(storage).deviceName, '');

@@ -145,6 +145,15 @@ test('a computer that revoked this device leaves the list, and the others stay',
   assert.deepEqual(session.computers.map(({ hostId }) => hostId), ['h2']);
 });
 
+test('a computer that another window forgot is not joined any more', () => {
+  open(kStudy, kAttic);
+  session.open('h1');
+  store.forget('h1');
+  socket.events.opened();
+  assert.equal(session.phase, 'home');
+  assert.ok(!socket.sent.some(({ type }) => type === 'join'));
+});
+
 test('a second computer can be paired beside the first', () => {
   open(kStudy);
   session.askForPin();
