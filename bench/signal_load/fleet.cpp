@@ -15,7 +15,7 @@ constexpr auto kPatience = std::chrono::minutes(10);
 const std::string kKey(64, 'a');
 
 std::string addressOf(std::size_t index) {
-  return "127.0.1." + std::to_string(1 + index % 100);
+  return "127.0." + std::to_string(1 + index / 100 % 10) + "." + std::to_string(1 + index % 100);
 }
 
 }  // namespace
@@ -106,7 +106,7 @@ void Fleet::pair(uint16_t port) {
   const auto reconnect = [&](Phone& phone) {
     phone = {};
     phone.socket = std::make_unique<WebSocket>(
-        loop_, "127.0.2.1", port, "/viewer",
+        loop_, "127.0.20.1", port, "/viewer",
         WebSocket::Events{[&phone] { phone.open = true; },
                           [&phone, &paired](std::string_view text) {
                             const Json message = Json::parse(text);

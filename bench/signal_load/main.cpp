@@ -51,7 +51,7 @@ void measureEcho(Loop& loop, const Plan& plan, const std::string& log) {
   std::vector<std::unique_ptr<WebSocket>> sockets;
   sockets.reserve(plan.hosts);  // the handlers hold references
   for (std::size_t i = 0; i < plan.hosts; ++i) {
-    const std::string address = "127.0.4." + std::to_string(1 + i % 100);
+    const std::string address = "127.0.40." + std::to_string(1 + i % 100);
     auto& socket = sockets.emplace_back();
     socket = std::make_unique<WebSocket>(loop, address, echo.port(), "/",
                                          WebSocket::Events{[&open] { ++open; },

@@ -39,7 +39,7 @@ void Visits::begin() {
   visit.host->visited = true;
   nextHost_ = (nextHost_ + 1) % hosts.size();
   visit.connecting = Clock::now();
-  const std::string address = "127.0.3." + std::to_string(1 + begun_ % 100);
+  const std::string address = "127.0.30." + std::to_string(1 + begun_ % 100);
   ++begun_;
   visit.socket = std::make_unique<WebSocket>(
       loop_, address, port_, "/viewer",

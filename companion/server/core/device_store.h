@@ -32,8 +32,9 @@ class StoreError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Hosts and the devices paired with them. An operation that returns has its change on the disk.
-// Server thread.
+// Hosts and the devices paired with them. What concerns a pairing is on the disk when the operation
+// returns, and all that was written before with it. What a power cut may undo until then costs
+// nobody anything: a host is trusted anew when it comes again. Server thread.
 class DeviceStore {
  public:
   virtual ~DeviceStore() = default;
@@ -50,8 +51,7 @@ class DeviceStore {
   virtual std::vector<std::string> addDevice(const DeviceRecord& device, std::size_t keep) = 0;
 
   // When devices were last seen, by id; those that do not exist are skipped. One transaction, which
-  // is the exception: it need not be on the disk before the next one that must, for all it decides
-  // is which of a host's devices goes first.
+  // a power cut may undo too: it decides no more than which of a host's devices makes room first.
   virtual void devicesSeen(const std::map<std::string, int64_t>& when) = 0;
 
   // Does nothing when there is no such device.

@@ -198,6 +198,7 @@ std::size_t SqliteStore::hostCount() {
 }
 
 void SqliteStore::addHost(const HostRecord& host) {
+  const Unsynced unsynced(*database_);
   database_->prepare("INSERT INTO hosts (hostId, salt, keyHash, name) VALUES (?, ?, ?, ?)")
       .bind(host.hostId)
       .bind(Blob{host.key.salt})
@@ -207,6 +208,7 @@ void SqliteStore::addHost(const HostRecord& host) {
 }
 
 void SqliteStore::renameHost(const std::string& hostId, const std::string& name) {
+  const Unsynced unsynced(*database_);
   database_->prepare("UPDATE hosts SET name = ? WHERE hostId = ?").bind(name).bind(hostId).step();
 }
 

@@ -8,8 +8,8 @@
 
 namespace tovalin::server {
 
-// Hosts and devices in one SQLite file. Write-ahead logging with a full sync: a commit that has
-// returned survives a power cut.
+// Hosts and devices in one SQLite file. Write-ahead logging; pairings with a full sync, so that a
+// power cut undoes none.
 class SqliteStore : public DeviceStore {
  public:
   // Opens or creates the file, in a folder that exists. Throws StoreError when it cannot be used

@@ -102,13 +102,13 @@ TEST_F(FrameAbuseTest, CompressionIsNeverAgreed) {
 TEST_F(FrameAbuseTest, FloodOfPingsEndsTheConnection) {
   std::string pings;
   for (int i = 0; i < 300; ++i) pings += clientFrame(kPing, "");
-  EXPECT_EQ(codeAfter(pings), 1008);
+  EXPECT_EQ(codeAfter(pings + clientFrame(kClose, "")), 1008);
 }
 
 TEST_F(FrameAbuseTest, FloodOfPongsEndsTheConnection) {
   std::string pongs;
   for (int i = 0; i < 300; ++i) pongs += clientFrame(kPong, "");
-  EXPECT_EQ(codeAfter(pongs), 1008);
+  EXPECT_EQ(codeAfter(pongs + clientFrame(kClose, "")), 1008);
 }
 
 }  // namespace
