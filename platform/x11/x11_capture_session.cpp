@@ -92,7 +92,8 @@ std::optional<Error> CaptureSession::run(const std::weak_ptr<CaptureStreamOutput
     } else if (now >= lookDue_) {
       lookAtPointer(now);
     } else {
-      wake_->wait(std::min({pacing_.idleDue(), pacing_.checkDue(), lookDue_}), connection_->get());
+      wake_->wait(std::min({pacing_.idleDue(), pacing_.checkDue(), pacing_.pointerDue(), lookDue_}),
+                  connection_->get());
     }
   }
   return std::nullopt;
@@ -103,6 +104,7 @@ void CaptureSession::takeEvents() {
   while (const XcbOwned<xcb_generic_event_t> event{xcb_poll_for_event(connection_->get())}) {
     handle(*event, now);
   }
+  if (pointer_.suspected()) pacing_.pointerSuspected(now);
 }
 
 void CaptureSession::handle(const xcb_generic_event_t& event, Time now) {
@@ -128,11 +130,13 @@ std::optional<Error> CaptureSession::checkLayout() {
 }
 
 bool CaptureSession::pictureOwed(Time now) const {
-  return !pending_.empty() || pointer_.suspected() || !damage_.works() || now >= pacing_.checkDue();
+  return !pending_.empty() || now >= pacing_.pointerDue() || !damage_.works() ||
+         now >= pacing_.checkDue();
 }
 
 std::optional<Error> CaptureSession::takePicture(Time now) {
   const bool compareAll = !damage_.works() || now >= pacing_.checkDue();
+  const bool onlyForPointer = !compareAll && pending_.empty();
   const auto fetched = maker_.fetch(pending_, compareAll);
   if (const auto* failed = std::get_if<Error>(&fetched)) {
     // A display that shrinks refuses the copy before its event has been looked at.
@@ -151,12 +155,17 @@ std::optional<Error> CaptureSession::takePicture(Time now) {
   if (pointer_.shows()) lookDue_ = now + lookInterval_;
   pending_.clear();
   takeEvents();
-  if (auto image = maker_.finish()) deliver(FrameStatus::complete, std::move(image), now);
+  if (auto image = maker_.finish()) {
+    deliver(FrameStatus::complete, std::move(image), now);
+  } else if (onlyForPointer) {
+    pacing_.tookNone();
+  }
   return std::nullopt;
 }
 
 void CaptureSession::lookAtPointer(Time now) {
   pointer_.lookAgain();
+  if (pointer_.suspected()) pacing_.pointerSuspected(now);
   lookDue_ = now + lookInterval_;
 }
 

@@ -18,6 +18,11 @@ class FramePacing {
   // changes that were reported; a screen on which nothing is reported is never checked.
   static constexpr Clock::duration kCheckInterval = std::chrono::seconds(4);
 
+  // A press follows the motion that led to it at once, and what it changes on the screen is a
+  // moment behind. A picture of the motion alone would keep the answer to the press waiting for the
+  // next.
+  static constexpr Clock::duration kPointerPatience = std::chrono::milliseconds(4);
+
   FramePacing(Clock::duration minimumFrameInterval, Time now)
       : frameInterval_(minimumFrameInterval), nextFrame_(now), nextIdle_(now + kIdleInterval) {}
 
@@ -28,10 +33,18 @@ class FramePacing {
   Time idleDue() const { return nextIdle_; }
   // The time at which the whole screen is to be compared; never, while no damage was reported.
   Time checkDue() const { return checkDue_; }
+  // The time from which the pointer is worth a picture of its own; never, while it rests.
+  Time pointerDue() const { return pointerDue_; }
 
-  // A picture is being taken now, whether or not it will be delivered. Counted from its
-  // beginning: the rate is then exact however long taking and delivering last.
-  void takingPicture(Time now) { nextFrame_ = now + frameInterval_; }
+  // A picture is being taken now. Counted from its beginning: the rate is then exact however long
+  // taking and delivering last.
+  void takingPicture(Time now) {
+    nextFrame_ = now + frameInterval_;
+    pointerDue_ = Time::max();
+  }
+  // Nothing had changed after all, as with motion on the spot: the next picture need not wait.
+  void tookNone() { nextFrame_ -= frameInterval_; }
+  void pointerSuspected(Time now) { pointerDue_ = std::min(pointerDue_, now + kPointerPatience); }
   void deliveredSample(Time now) { nextIdle_ = now + kIdleInterval; }
   void damageReported(Time now) { checkDue_ = std::min(checkDue_, now + kCheckInterval); }
   void checkedEverything() { checkDue_ = Time::max(); }
@@ -41,6 +54,7 @@ class FramePacing {
   Time nextFrame_;
   Time nextIdle_;
   Time checkDue_ = Time::max();
+  Time pointerDue_ = Time::max();
 };
 
 }  // namespace tovalin

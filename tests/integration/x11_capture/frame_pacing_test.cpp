@@ -25,6 +25,23 @@ TEST(FramePacingTest, AfterAPauseAPictureIsDueAlready) {
   EXPECT_LE(pacing.frameDue(), kStart + 5s);
 }
 
+TEST(FramePacingTest, MotionWaitsAMomentForWhatItLeadsTo) {
+  FramePacing pacing(33ms, kStart);
+  EXPECT_EQ(pacing.pointerDue(), FramePacing::Time::max());
+  pacing.pointerSuspected(kStart + 1s);
+  pacing.pointerSuspected(kStart + 1s + 3ms);
+  EXPECT_EQ(pacing.pointerDue(), kStart + 1s + 4ms);
+  pacing.takingPicture(kStart + 1s + 2ms);
+  EXPECT_EQ(pacing.pointerDue(), FramePacing::Time::max());
+}
+
+TEST(FramePacingTest, ALookThatFoundNothingDelaysNoPicture) {
+  FramePacing pacing(33ms, kStart);
+  pacing.takingPicture(kStart + 1s);
+  pacing.tookNone();
+  EXPECT_LE(pacing.frameDue(), kStart + 1s);
+}
+
 TEST(FramePacingTest, AnIdleSampleIsOwedHalfASecondAfterAnySample) {
   FramePacing pacing(33ms, kStart);
   EXPECT_EQ(pacing.idleDue(), kStart + 500ms);
