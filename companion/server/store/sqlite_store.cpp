@@ -6,17 +6,21 @@
 #include <string_view>
 #include <utility>
 
+#include "companion/server/store/migrations.h"
+
 namespace tovalin::server {
 namespace {
 
-constexpr int kSchemaVersion = 1;
 constexpr int kBusyMs = 2000;  // an administrator's sqlite3 shell may hold the lock for a moment
 
 constexpr const char* kSynced = "PRAGMA synchronous = FULL";
 constexpr const char* kUnsynced =
     "PRAGMA synchronous = NORMAL";  // commits do not wait for the disk
 
-constexpr const char* kSchema = R"(
+// Each makes the next version of the one before. What has been released never changes; a new need
+// is a new step.
+constexpr const char* kSteps[] = {
+    R"(
   CREATE TABLE hosts (
     hostId TEXT PRIMARY KEY,
     salt BLOB NOT NULL,
@@ -33,7 +37,7 @@ constexpr const char* kSchema = R"(
     lastSeen INTEGER NOT NULL
   ) WITHOUT ROWID;
   CREATE INDEX devicesOfHost ON devices(hostId, lastSeen);
-)";
+)"};
 
 struct Close {
   void operator()(sqlite3* connection) const { sqlite3_close(connection); }
@@ -111,6 +115,8 @@ class SqliteStore::Database {
     run("PRAGMA foreign_keys = ON");
   }
 
+  sqlite3* handle() const { return connection_.get(); }
+
   Statement prepare(const char* sql) { return {connection_.get(), sql}; }
 
   void run(const char* sql) {
@@ -172,15 +178,11 @@ class Unsynced {
 
 SqliteStore::SqliteStore(const std::filesystem::path& file)
     : database_(std::make_unique<Database>(file)) {
-  auto read = database_->prepare("PRAGMA user_version");
-  read.step();
-  const int64_t version = read.number(0);
-  if (version == kSchemaVersion) return;
-  if (version != 0) throw StoreError(file.string() + " was written by a later version");
-  Transaction transaction(*database_);
-  database_->run(kSchema);
-  database_->run(("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str());
-  transaction.commit();
+  try {
+    migrate(database_->handle(), kSteps);
+  } catch (const StoreError& error) {
+    throw StoreError(file.string() + ": " + error.what());
+  }
 }
 
 SqliteStore::~SqliteStore() = default;

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 
 #include "companion/server/store/sqlite_store.h"
@@ -142,10 +144,36 @@ TEST_F(SqliteStoreTest, WhatIsDoneIsReadableByAnotherConnectionAtOnce) {
   EXPECT_TRUE(open().device("d"));
 }
 
-TEST_F(SqliteStoreTest, RefusesAFileOfALaterVersion) {
+// What the first release wrote, kept as text in version_1.sql.
+TEST_F(SqliteStoreTest, FilesOfVersion1AreTakenOver) {
+  std::ifstream sql(TOVALIN_VERSION_1_SQL);
+  run(std::string(std::istreambuf_iterator<char>(sql), {}).c_str());
+  auto store = open();
+  const auto host = store.host("0B5D1F6E-9E0B-4C44-A8E5-64A0A3B0C6D1");
+  ASSERT_TRUE(host);
+  EXPECT_EQ(host->name, "Study");
+  EXPECT_EQ(toHex(host->key.salt), "000102030405060708090a0b0c0d0e0f");
+  const auto device = store.device("5d41402abc4b2a76b9719d911017c592");
+  ASSERT_TRUE(device);
+  EXPECT_EQ(device->hostId, host->hostId);
+  EXPECT_EQ(toHex(device->key.hash).substr(0, 8), "ffeeddcc");
+  EXPECT_EQ(device->created, 1'700'000'000);
+  EXPECT_EQ(device->lastSeen, 1'700'000'060);
+  store.addDevice({"new", host->hostId, {"salt", "hash"}, "Phone", 1, 2}, 32);
+  EXPECT_TRUE(store.device("new"));
+}
+
+TEST_F(SqliteStoreTest, RefusesAFileOfALaterVersionAndLeavesItAlone) {
   open();
-  run("PRAGMA user_version = 2");
-  EXPECT_THROW(open(), StoreError);
+  run("PRAGMA user_version = 1000");
+  try {
+    open();
+    FAIL() << "it was opened";
+  } catch (const StoreError& error) {
+    EXPECT_THAT(error.what(), testing::StartsWith(file_.string() + ": its version 1000 is of a "));
+  }
+  run("PRAGMA user_version = 1");
+  open();
 }
 
 TEST_F(SqliteStoreTest, RefusesAFileThatIsNoDatabase) {
