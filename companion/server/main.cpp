@@ -6,15 +6,20 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <variant>
 
+#include "companion/server/config_file.h"
+#include "companion/server/core/ice_servers.h"
 #include "companion/server/core/switchboard.h"
 #include "companion/server/net/open_sockets.h"
 #include "companion/server/net/signal_server.h"
+#include "companion/server/net/tls_identity.h"
 #include "companion/server/options.h"
 #include "companion/server/store/sqlite_store.h"
 #include "companion/server/system.h"
@@ -25,8 +30,14 @@ namespace {
 constexpr int kCannotRun = 1;
 constexpr int kBadOptions = 2;
 
-void logLine(std::string_view text) {
+void complain(std::string_view text) {
   std::cerr << "tovalin-signal: " << text << std::endl;
+}
+
+Log logFrom(LogLevel least) {
+  return [least](const LogEvent& event) {
+    if (event.level >= least) std::cerr << logText(event) + "\n" << std::flush;
+  };
 }
 
 void printPin(const std::string& pin) {
@@ -47,26 +58,57 @@ std::filesystem::path stateFile(const Options& options) {
   return folder / "tovalin-signal.sqlite";
 }
 
+// Throws std::runtime_error when the secret cannot be read.
+IceSettings iceSettings(const Options& options) {
+  IceSettings settings{
+      .stun = options.stun, .turn = options.turn, .turnSecret = {}, .turnLife = options.turnLife};
+  if (options.turn.empty()) return settings;
+  const auto text = readTextFile(options.turnSecretFile);
+  settings.turnSecret = text ? trimmed(*text) : std::string_view();
+  if (settings.turnSecret.empty()) {
+    throw std::runtime_error("there is no secret in " + options.turnSecretFile.string());
+  }
+  return settings;
+}
+
+std::unique_ptr<TlsIdentity> tlsIdentity(const Options& options) {
+  if (options.tlsCertificate.empty()) return nullptr;
+  return std::make_unique<TlsIdentity>(options.tlsCertificate, options.tlsKey);
+}
+
 void serve(const Options& options) {
+  const Log log = logFrom(options.logLevel);
   umask(077);  // what is stored is nobody else's to read
   SystemClock clock;
   SystemRandom random;
+  const IceSettings ice = iceSettings(options);
+  const auto tls = tlsIdentity(options);
   SqliteStore store(stateFile(options));
   OpenSockets sockets;
+  Counters counters;
   Switchboard switchboard({.outbox = sockets,
                            .store = store,
                            .random = random,
                            .clock = clock,
-                           .log = logLine,
+                           .counters = counters,
+                           .log = log,
                            .pinIssued = options.printPins ? printPin : nullptr,
-                           .iceServers = nullptr});
-  SignalServer server(
-      {options.address, options.port, viewerFolder(options), raisedDescriptorLimit()}, switchboard,
-      sockets, logLine);
+                           .iceServers = [&] { return iceServers(ice, clock); }});
+  SignalServer server({.listen = options.listen,
+                       .metrics = options.metrics,
+                       .tls = tls.get(),
+                       .viewer = viewerFolder(options),
+                       .publicOrigin = options.publicOrigin,
+                       .trustedProxies = options.trustedProxies,
+                       .descriptors = raisedDescriptorLimit()},
+                      switchboard, sockets, counters, log);
   std::cout << "READY " << server.port() << std::endl;
-  logLine("listening on " + endpointText(options.address, server.port()));
+  log({LogLevel::info,
+       "listening",
+       {{"place", endpointText(options.listen.address, server.port())},
+        {"tls", tls ? "yes" : "no"}}});
   if (options.printPins) {
-    logLine("PINs are printed (--print-pins): whoever reads this output can pair");
+    log({LogLevel::warning, "pins-printed", {{"meaning", "whoever reads this output can pair"}}});
   }
   server.run();
 }
@@ -74,7 +116,7 @@ void serve(const Options& options) {
 int run(std::span<const char* const> arguments) {
   const auto parsed = parseOptions(arguments);
   if (const auto* problem = std::get_if<std::string>(&parsed)) {
-    logLine(*problem);
+    complain(*problem);
     return kBadOptions;
   }
   const auto& options = std::get<Options>(parsed);
@@ -85,7 +127,7 @@ int run(std::span<const char* const> arguments) {
   try {
     serve(options);
   } catch (const std::exception& error) {
-    logLine(error.what());
+    complain(error.what());
     return kCannotRun;
   }
   return EXIT_SUCCESS;

@@ -108,12 +108,15 @@ class Script {
   fake::SeededRandom random_;
   fake::FakeDeviceStore store_;
   CheckedOutbox outbox_;
+  Counters counters_;
   Switchboard board_{
       {.outbox = outbox_,
        .store = store_,
        .random = random_,
        .clock = clock_,
-       .log = [](std::string_view line) { require(line.find('\n') == std::string_view::npos); },
+       .counters = counters_,
+       .log =
+           [](const LogEvent& event) { require(logText(event).find('\n') == std::string::npos); },
        .pinIssued = nullptr,
        .iceServers = nullptr}};
   std::array<ConnectionId, 4> ids_{};

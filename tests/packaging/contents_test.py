@@ -96,13 +96,20 @@ class Contents(unittest.TestCase):
             "share/man/man1/tovalin-signal.1.gz",
         })
 
-    def test_nothing_lies_outside_usr(self):
-        for package in (self.host, self.signal):
-            self.assertEqual({p.name for p in package.root.iterdir()}, {"DEBIAN", "usr"})
+    def test_nothing_lies_outside_usr_but_the_servers_configuration(self):
+        self.assertEqual({p.name for p in self.host.root.iterdir()}, {"DEBIAN", "usr"})
+        self.assertEqual({p.name for p in self.signal.root.iterdir()}, {"DEBIAN", "usr", "etc"})
+        self.assertEqual(self.signal.files("etc"), {"tovalin-signal.conf"})
+
+    def test_the_servers_configuration_is_its_administrators(self):
+        conffiles = (self.signal.root / "DEBIAN/conffiles").read_text()
+        self.assertEqual(conffiles, "/etc/tovalin-signal.conf\n")
 
     def test_the_service_starts_the_installed_program(self):
         unit = self.signal.text("usr/lib/systemd/system/tovalin-signal.service")
-        self.assertIn("\nExecStart=/usr/bin/tovalin-signal $TOVALIN_SIGNAL_OPTIONS\n", unit)
+        self.assertIn(
+            "\nExecStart=/usr/bin/tovalin-signal --config /etc/tovalin-signal.conf "
+            "$TOVALIN_SIGNAL_OPTIONS\n", unit)
 
     def test_the_maintainer_scripts_can_be_run(self):
         for name in ("postinst", "prerm", "postrm"):

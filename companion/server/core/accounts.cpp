@@ -48,7 +48,7 @@ Accounts::Host Accounts::admitHost(const std::string& hostId, const std::string&
     return Host::known;
   }
   if (store_.hostCount() >= limits_.hosts) {
-    log_("no room for another host");
+    log_({LogLevel::warning, "hosts-full"});
     return Host::refused;
   }
   store_.addHost({hostId, orThrow(saltedHash(hostKey, random_)), name});
@@ -95,7 +95,7 @@ void Accounts::noteOnly(const std::function<void()>& write) {
   try {
     write();
   } catch (const StoreError& error) {
-    log_(std::string("the store failed: ") + error.what());
+    log_(storeFailed(error.what()));
   }
 }
 

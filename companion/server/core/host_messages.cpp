@@ -14,7 +14,9 @@ void Switchboard::fromHost(ConnectionId id, Connection& from, const std::string&
   } else if (type == "dbg") {
     const auto text = stringField(message, "m");
     if (text) {
-      ports_.log("host " + shortId(from.hostId) + " says " + cleanText(*text, limits_.dbgLength));
+      ports_.log({LogLevel::info,
+                  "host-says",
+                  {hostField(from.hostId), {"text", cleanText(*text, limits_.dbgLength)}}});
     }
   } else {
     rooms_.fromHost(from.hostId, id, type, message);
@@ -32,7 +34,8 @@ void Switchboard::registerHost(ConnectionId id, Connection& from, const Json& me
     admitted = accounts_.admitHost(*hostId, *hostKey, name);
   }
   if (admitted == Accounts::Host::refused) {
-    ports_.log("host refused");
+    ports_.log(
+        {LogLevel::warning, "host-refused", {connectionField(id), {"address", from.address}}});
     return tell(id, {{"type", "auth-failed"}});
   }
   from.hostId = *hostId;
@@ -47,10 +50,10 @@ void Switchboard::registerHost(ConnectionId id, Connection& from, const Json& me
 void Switchboard::startPairing(const Connection& from) {
   const auto code = pins_.issue(from.hostId);
   if (!code) {
-    ports_.log("no PIN could be made for host " + shortId(from.hostId));
+    ports_.log({LogLevel::error, "pin-failed", {hostField(from.hostId)}});
     return rooms_.tellHost(from.hostId, {{"type", "pairing-pin"}});
   }
-  ports_.log("pairing started by host " + shortId(from.hostId));
+  ports_.log({LogLevel::info, "pairing-started", {hostField(from.hostId)}});
   if (ports_.pinIssued) ports_.pinIssued(code->pin);
   rooms_.tellHost(from.hostId,
                   {{"type", "pairing-pin"}, {"pin", code->pin}, {"pairToken", code->token}});

@@ -1,5 +1,6 @@
 #include "companion/server/core/rooms.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -7,11 +8,12 @@
 
 namespace tovalin::server {
 
-Rooms::Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log,
+Rooms::Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Counters& counters, Log log,
              std::function<void(const std::string&)> changed)
     : outbox_(outbox),
       clock_(clock),
       limits_(limits),
+      counters_(counters),
       log_(std::move(log)),
       changed_(std::move(changed)) {}
 
@@ -20,13 +22,13 @@ void Rooms::hostArrives(const std::string& hostId, ConnectionId host, const Json
   if (room.host) {
     tell(*room.host, {{"type", "evicted"}});
     outbox_.close(*room.host, CloseCode::replaced, "replaced by a newer connection");
-    log_("host evicted by a newer connection " + shortId(hostId));
+    log_({LogLevel::info, "host-evicted", {hostField(hostId), connectionField(*room.host)}});
   }
   room.host = host;
   tell(host, {{"type", "registered"}, {"iceServers", iceServers}});
   if (std::exchange(room.owesPeerLeft, false)) tell(host, {{"type", "peer-left"}});
   if (room.visit && room.visit->viewer) tell(*room.visit->viewer, {{"type", "host-back"}});
-  log_("host on line " + shortId(hostId));
+  log_({LogLevel::info, "host-online", {hostField(hostId), connectionField(host)}});
   changed_(hostId);
 }
 
@@ -35,7 +37,7 @@ void Rooms::hostLeaves(const std::string& hostId, ConnectionId host) {
   if (!room) return;
   room->host.reset();
   if (room->visit && room->visit->viewer) tell(*room->visit->viewer, {{"type", "host-gone"}});
-  log_("host off line " + shortId(hostId));
+  log_({LogLevel::info, "host-offline", {hostField(hostId), connectionField(host)}});
   forgetIfEmpty(hostId);
   changed_(hostId);
 }
@@ -75,9 +77,16 @@ Rooms::Join Rooms::join(const std::string& hostId, const std::string& deviceId, 
     room.visit = Visit{.deviceId = deviceId, .viewer = viewer};
   }
   tell(viewer, {{"type", "joined"}, {"iceServers", iceServers}});
-  if (!resume) tell(*room.host, {{"type", "peer-joined"}});
-  log_(std::string(resume ? "visit resumed " : "visit begun ") + shortId(hostId) + " by device " +
-       shortId(deviceId));
+  if (!resume) {
+    // What the host was told when it registered may have run out.
+    if (!iceServers.empty()) {
+      tell(*room.host, {{"type", "registered"}, {"iceServers", iceServers}});
+    }
+    tell(*room.host, {{"type", "peer-joined"}});
+  }
+  log_({LogLevel::info,
+        resume ? "visit-resumed" : "visit-begun",
+        {hostField(hostId), deviceField(deviceId), connectionField(viewer)}});
   changed_(hostId);
   return Join::joined;
 }
@@ -97,7 +106,7 @@ void Rooms::viewerLost(const std::string& hostId, ConnectionId viewer) {
   if (!room) return;
   room->visit->viewer.reset();
   room->visit->waitsUntil = clock_.now() + limits_.lostViewerGrace;
-  log_("viewer lost " + shortId(hostId));
+  log_({LogLevel::info, "viewer-lost", {hostField(hostId), connectionField(viewer)}});
 }
 
 void Rooms::fromHost(const std::string& hostId, ConnectionId host, const std::string& type,
@@ -109,7 +118,7 @@ void Rooms::fromHost(const std::string& hostId, ConnectionId host, const std::st
   if (type == "bye") {
     if (visit.viewer) tell(*visit.viewer, {{"type", "bye"}});
     room->visit.reset();
-    log_("visit ended by the host " + shortId(hostId));
+    log_({LogLevel::info, "visit-ended", {hostField(hostId), {"by", "host"}}});
     changed_(hostId);
     return;
   }
@@ -122,7 +131,7 @@ void Rooms::fromHost(const std::string& hostId, ConnectionId host, const std::st
   } else if (type == "lock") {
     relayed = relayedLock(message);
   }
-  if (relayed && visit.viewer) tell(*visit.viewer, *relayed);
+  if (relayed && visit.viewer) relay(*visit.viewer, *relayed);
 }
 
 void Rooms::fromViewer(const std::string& hostId, ConnectionId viewer, const std::string& type,
@@ -131,7 +140,7 @@ void Rooms::fromViewer(const std::string& hostId, ConnectionId viewer, const std
   if (!room || !room->host || !room->visit->offered) return;
   const auto relayed =
       type == "answer" ? relayedDescription("answer", message) : relayedCandidate(message);
-  if (relayed) tell(*room->host, *relayed);
+  if (relayed) relay(*room->host, *relayed);
 }
 
 void Rooms::tellHost(const std::string& hostId, const Json& message) {
@@ -169,7 +178,7 @@ void Rooms::endVisit(const std::string& hostId, Room& room) {
   } else {
     room.owesPeerLeft = true;
   }
-  log_("visit ended by the viewer " + shortId(hostId));
+  log_({LogLevel::info, "visit-ended", {hostField(hostId), {"by", "viewer"}}});
   changed_(hostId);
 }
 
@@ -177,6 +186,21 @@ void Rooms::forgetIfEmpty(const std::string& hostId) {
   const auto found = rooms_.find(hostId);
   const Room& room = found->second;
   if (!room.host && !room.visit && !room.owesPeerLeft) rooms_.erase(found);
+}
+
+std::size_t Rooms::hostsOnline() const {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(rooms_, [](const auto& item) { return item.second.host.has_value(); }));
+}
+
+std::size_t Rooms::visits() const {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      rooms_, [](const auto& item) { return item.second.visit.has_value(); }));
+}
+
+void Rooms::relay(ConnectionId to, const Json& message) {
+  ++counters_.relayed;
+  tell(to, message);
 }
 
 void Rooms::tell(ConnectionId to, const Json& message) {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 
 #include "companion/server/core/clock.h"
+#include "companion/server/core/counters.h"
 #include "companion/server/core/limits.h"
 #include "companion/server/core/log.h"
 #include "companion/server/core/message_frame.h"
@@ -22,7 +24,7 @@ class Rooms {
   enum class Join { joined, hostOffline, busy };
 
   // `changed` is called after a host came or went, or got or lost a visitor.
-  Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Log log,
+  Rooms(Outbox& outbox, const Clock& clock, const Limits& limits, Counters& counters, Log log,
         std::function<void(const std::string& hostId)> changed);
 
   // Puts a host on line: evicts the connection it had, answers "registered", tells it about a
@@ -63,6 +65,9 @@ class Rooms {
   // Sends to the host, if it is on line.
   void tellHost(const std::string& hostId, const Json& message);
 
+  std::size_t hostsOnline() const;
+  std::size_t visits() const;
+
   // Ends the visits whose viewer did not come back in time.
   void endOverdueVisits();
 
@@ -83,11 +88,13 @@ class Rooms {
   Room* roomOfViewer(const std::string& hostId, ConnectionId viewer);
   void endVisit(const std::string& hostId, Room& room);
   void forgetIfEmpty(const std::string& hostId);
+  void relay(ConnectionId to, const Json& message);
   void tell(ConnectionId to, const Json& message);
 
   Outbox& outbox_;
   const Clock& clock_;
   const Limits& limits_;
+  Counters& counters_;
   Log log_;
   const std::function<void(const std::string&)> changed_;
   std::map<std::string, Room> rooms_;

@@ -1,5 +1,6 @@
 #include "companion/server/core/switchboard.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -16,11 +17,16 @@ Switchboard::Switchboard(Ports ports, Limits limits)
                 [this](const WatchedDevice& device) {
                   return rooms_.presence(device.hostId, device.deviceId);
                 }),
-      rooms_(ports_.outbox, ports_.clock, limits_, ports_.log,
+      rooms_(ports_.outbox, ports_.clock, limits_, ports_.counters, ports_.log,
              [this](const std::string& hostId) { watchers_.hostChanged(hostId); }) {}
 
 void Switchboard::opened(ConnectionId id, Endpoint endpoint, const std::string& address) {
   const Time now = ports_.clock.now();
+  ports_.log({LogLevel::debug,
+              "opened",
+              {connectionField(id),
+               {"kind", endpoint == Endpoint::host ? "host" : "viewer"},
+               {"address", address}}});
   connections_.emplace(id,
                        Connection{.endpoint = endpoint,
                                   .address = address,
@@ -32,6 +38,7 @@ void Switchboard::opened(ConnectionId id, Endpoint endpoint, const std::string& 
 
 void Switchboard::received(ConnectionId id, std::string_view text) {
   const auto found = connections_.find(id);
+  ports_.counters.bytesReceived += text.size();
   if (found == connections_.end() || isFlood(id, found->second, text.size())) return;
   const auto message = parseObject(text, limits_.nestingDepth);
   if (!message) {
@@ -46,7 +53,7 @@ void Switchboard::received(ConnectionId id, std::string_view text) {
       fromViewer(id, found->second, *type, *message);
     }
   } catch (const StoreError& error) {
-    ports_.log(std::string("the store failed: ") + error.what());
+    ports_.log(storeFailed(error.what()));
     expel(id, CloseCode::internalError, "the server cannot store what it must");
   }
 }
@@ -90,7 +97,10 @@ bool Switchboard::isFlood(ConnectionId id, Connection& from, std::size_t bytes) 
 void Switchboard::expel(ConnectionId id, CloseCode code, std::string_view reason) {
   const auto gone = connections_.extract(id);
   if (!gone) return;
-  ports_.log("connection closed, " + std::string(reason));
+  ports_.log(
+      {LogLevel::warning,
+       "expelled",
+       {connectionField(id), {"address", gone.mapped().address}, {"reason", std::string(reason)}}});
   ports_.outbox.close(id, code, reason);
   leave(gone.mapped(), id, /*said=*/true);
 }
@@ -109,6 +119,15 @@ void Switchboard::leave(const Connection& gone, ConnectionId id, bool said) {
 
 void Switchboard::tell(ConnectionId to, const Json& message) {
   ports_.outbox.send(to, message.dump());
+}
+
+Gauges Switchboard::gauges() const {
+  const auto hosts = static_cast<std::size_t>(std::ranges::count_if(
+      connections_, [](const auto& item) { return item.second.endpoint == Endpoint::host; }));
+  return {.hostConnections = hosts,
+          .viewerConnections = connections_.size() - hosts,
+          .registeredHosts = rooms_.hostsOnline(),
+          .visits = rooms_.visits()};
 }
 
 Json Switchboard::iceServers() const {

@@ -8,6 +8,7 @@
 
 #include "companion/server/core/accounts.h"
 #include "companion/server/core/clock.h"
+#include "companion/server/core/counters.h"
 #include "companion/server/core/device_store.h"
 #include "companion/server/core/limits.h"
 #include "companion/server/core/log.h"
@@ -36,6 +37,7 @@ class Switchboard {
     DeviceStore& store;
     SecureRandom& random;
     const Clock& clock;
+    Counters& counters;
     Log log;
     std::function<void(const std::string& pin)> pinIssued;  // empty: PINs are shown to nobody
     std::function<Json()> iceServers;                       // empty: none are handed out
@@ -58,6 +60,8 @@ class Switchboard {
   // it just fell silent or vanished. Ids closed from this side may be reported or not.
   void closed(ConnectionId id, bool said);
 
+  Gauges gauges() const;
+
   // Does what time demands. To be called about once a second.
   void tick();
 
@@ -78,10 +82,12 @@ class Switchboard {
 
   void fromViewer(ConnectionId id, Connection& from, const std::string& type, const Json& message);
   void pair(ConnectionId id, const Connection& from, const Json& message);
+  void answerPair(ConnectionId id, const Json& reply);
   void countWrongPin();
   // Whether the viewer and the host come from one address: the same household, most likely.
   bool isNeighbour(const Connection& viewer, const std::string& hostId) const;
   void join(ConnectionId id, Connection& from, const Json& message);
+  void refuseJoin(ConnectionId id, const Json& reply);
   void watch(ConnectionId id, Connection& from, const Json& message);
   void forget(ConnectionId id, Connection& from, const Json& message);
   std::optional<WatchedDevice> pairedDevice(const Json& credentials);

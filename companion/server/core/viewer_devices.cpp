@@ -44,7 +44,9 @@ void Switchboard::forget(ConnectionId id, Connection& from, const Json& message)
   if (device) accounts_.removeDevice(device->deviceId);
   tell(id, {{"type", "forgotten"}, {"hostId", *hostId}});
   if (!device) return;
-  ports_.log("device " + shortId(device->deviceId) + " forgot host " + shortId(*hostId));
+  ports_.log({LogLevel::info,
+              "forgotten",
+              {hostField(*hostId), deviceField(device->deviceId), connectionField(id)}});
   rooms_.deviceForgotten(device->hostId, device->deviceId);
   watchers_.deviceGone(*device);
 }

@@ -60,16 +60,16 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
   const auto token = stringField(message, "token");
   const bool byPin = pin && isPin(*pin) && !host && !token;
   const bool byToken = !pin && host && token;
-  if (!byPin && !byToken) return tell(id, pairFailed("bad-request"));
+  if (!byPin && !byToken) return answerPair(id, pairFailed("bad-request"));
 
-  if (const auto wait = tries_.lockedOutFor(from.address)) return tell(id, lockedOut(*wait));
+  if (const auto wait = tries_.lockedOutFor(from.address)) return answerPair(id, lockedOut(*wait));
   std::optional<std::string> hostId;
   if (byPin) {
     hostId = pins_.hostOf(*pin);
     const auto wait = tries_.pinsClosedFor();
     if (wait && !(hostId && isNeighbour(from, *hostId))) {
       tries_.wrong(from.address);  // a right PIN too, or the answers would tell which is right
-      return tell(id, lockedOut(*wait));
+      return answerPair(id, lockedOut(*wait));
     }
   } else if (pins_.holds(*host, *token)) {
     hostId = host;
@@ -77,10 +77,12 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
   if (!hostId) {
     tries_.wrong(from.address);
     if (byPin) countWrongPin();
-    ports_.log("pairing refused, wrong PIN or token");
-    return tell(id, pairFailed("wrong-pin"));
+    ports_.log({LogLevel::warning,
+                "pairing-refused",
+                {connectionField(id), {"address", from.address}, {"reason", "wrong-pin"}}});
+    return answerPair(id, pairFailed("wrong-pin"));
   }
-  if (!rooms_.isOnline(*hostId)) return tell(id, pairFailed("host-offline"));
+  if (!rooms_.isOnline(*hostId)) return answerPair(id, pairFailed("host-offline"));
 
   const std::string deviceName =
       cleanText(stringField(message, "deviceName").value_or(""), limits_.nameLength);
@@ -89,25 +91,37 @@ void Switchboard::pair(ConnectionId id, const Connection& from, const Json& mess
     const auto [made, dropped] = accounts_.addDevice(*hostId, deviceName);
     pins_.spend(*hostId);
     tries_.right(from.address);
-    ports_.log("device " + shortId(made.deviceId) + " paired with host " + shortId(*hostId));
-    tell(id, {{"type", "paired"},
-              {"hostId", *hostId},
-              {"hostName", hostName},
-              {"deviceId", made.deviceId},
-              {"deviceKey", made.deviceKey}});
+    ports_.log({LogLevel::info,
+                "paired",
+                {hostField(*hostId), deviceField(made.deviceId), connectionField(id)}});
+    answerPair(id, {{"type", "paired"},
+                    {"hostId", *hostId},
+                    {"hostName", hostName},
+                    {"deviceId", made.deviceId},
+                    {"deviceKey", made.deviceKey}});
     for (const auto& deviceId : dropped) watchers_.deviceGone({*hostId, deviceId});
   } catch (const StoreError& error) {
-    ports_.log(std::string("the store failed: ") + error.what());
-    return tell(id, pairFailed("server-error"));
+    ports_.log(storeFailed(error.what()));
+    return answerPair(id, pairFailed("server-error"));
   }
   Json notice{{"type", "device-paired"}};
   if (!deviceName.empty()) notice["deviceName"] = deviceName;
   rooms_.tellHost(*hostId, notice);
 }
 
+void Switchboard::answerPair(ConnectionId id, const Json& reply) {
+  ++ports_.counters.pairings[reply.value("reason", "paired")];
+  tell(id, reply);
+}
+
+void Switchboard::refuseJoin(ConnectionId id, const Json& reply) {
+  ++ports_.counters.joins[reply.at("reason").get<std::string>()];
+  tell(id, reply);
+}
+
 void Switchboard::countWrongPin() {
   tries_.wrongPin();
-  if (tries_.pinsClosedFor()) ports_.log("too many wrong PINs from everywhere, PINs are held up");
+  if (tries_.pinsClosedFor()) ports_.log({LogLevel::warning, "pins-held-up"});
 }
 
 bool Switchboard::isNeighbour(const Connection& viewer, const std::string& hostId) const {
@@ -120,19 +134,22 @@ bool Switchboard::isNeighbour(const Connection& viewer, const std::string& hostI
 void Switchboard::join(ConnectionId id, Connection& from, const Json& message) {
   const auto device = pairedDevice(message);
   if (!device) {
-    ports_.log("visit refused, unknown device");
-    return tell(id, joinFailed("unknown-device"));
+    ports_.log({LogLevel::warning,
+                "join-refused",
+                {connectionField(id), {"address", from.address}, {"reason", "unknown-device"}}});
+    return refuseJoin(id, joinFailed("unknown-device"));
   }
   accounts_.noteSeen(device->deviceId);
   switch (rooms_.join(device->hostId, device->deviceId, id, isTrue(message, "resume"), from.hostId,
                       iceServers())) {
     case Rooms::Join::joined:
+      ++ports_.counters.joins["joined"];
       from.hostId = device->hostId;
       return;
     case Rooms::Join::hostOffline:
-      return tell(id, joinFailed("host-offline"));
+      return refuseJoin(id, joinFailed("host-offline"));
     case Rooms::Join::busy:
-      return tell(id, joinFailed("busy"));
+      return refuseJoin(id, joinFailed("busy"));
   }
 }
 

@@ -27,6 +27,12 @@ std::shared_ptr<void> ConnectionSlots::take(const std::string& address) {
           }};
 }
 
+std::shared_ptr<void> ConnectionSlots::takeForProxy() {
+  if (taken_->total >= taken_->bounds.total) return nullptr;
+  ++taken_->total;
+  return {taken_.get(), [taken = taken_](void*) { --taken->total; }};
+}
+
 ConnectionSlots::Bounds boundsFor(std::size_t descriptors) {
   constexpr std::size_t kKeptBack = 64;
   constexpr std::size_t kMost = 60'000;  // beyond it, memory would be the first to run out

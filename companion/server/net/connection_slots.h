@@ -21,6 +21,9 @@ class ConnectionSlots {
   // last copy is gone, which may be after these slots. Empty when there is none left.
   std::shared_ptr<void> take(const std::string& address);
 
+  // A place for a connection of a proxy that speaks for many addresses: only the total is bounded.
+  std::shared_ptr<void> takeForProxy();
+
  private:
   struct Taken;
   std::shared_ptr<Taken> taken_;

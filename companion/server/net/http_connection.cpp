@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "companion/server/net/client_address.h"
+
 namespace tovalin::server {
 namespace {
 
@@ -13,6 +15,7 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 using namespace std::chrono_literals;
 
+constexpr auto kHandshakeTime = 10s;
 constexpr auto kRequestTime = 15s;  // also how long an idle connection is kept
 constexpr auto kAnswerTime = 30s;
 constexpr auto kDrainTime = 2s;
@@ -28,15 +31,33 @@ std::optional<Endpoint> endpointOf(beast::string_view target) {
   return std::nullopt;
 }
 
+// All its mentions as one list, for each proxy may have added a line of its own.
+std::string forwardedFor(const http::fields& fields) {
+  std::string list;
+  const auto [first, last] = fields.equal_range("X-Forwarded-For");
+  for (auto field = first; field != last; ++field) {
+    list += (list.empty() ? "" : ",") + std::string(field->value());
+  }
+  return list;
+}
+
 }  // namespace
 
-HttpConnection::HttpConnection(beast::tcp_stream stream, const Service& service,
-                               const ViewerFiles& files, std::shared_ptr<void> slot)
-    : service_(service), files_(files), slot_(std::move(slot)), stream_(std::move(stream)) {}
+HttpConnection::HttpConnection(ClientStream stream, const Site& site, std::shared_ptr<void> slot)
+    : site_(site), slot_(std::move(slot)), stream_(std::move(stream)) {}
+
+void HttpConnection::start() {
+  if (!stream_.tls()) return read();
+  stream_.tcp().expires_after(kHandshakeTime);
+  stream_.tls()->async_handshake(boost::asio::ssl::stream_base::server,
+                                 [self = shared_from_this()](beast::error_code error) {
+                                   if (!error) self->read();
+                                 });
+}
 
 void HttpConnection::read() {
   parser_.emplace();
-  stream_.expires_after(kRequestTime);
+  stream_.tcp().expires_after(kRequestTime);
   http::async_read_header(stream_, buffer_, *parser_,
                           [self = shared_from_this()](beast::error_code error, std::size_t) {
                             if (!error) return self->handle(self->parser_->get());
@@ -50,25 +71,38 @@ void HttpConnection::read() {
 }
 
 void HttpConnection::handle(const Request& request) {
-  const auto endpoint = endpointOf(request.target());
-  if (endpoint && beast::websocket::is_upgrade(request)) return upgrade(request, *endpoint);
-
   // Bodies are never read, so what follows one cannot be either.
   const bool hasBody = parser_->content_length().value_or(0) > 0 || parser_->chunked();
-  FileAnswer answer;
-  if (endpoint) {
-    answer = {426, {{"Upgrade", "websocket"}}, "This address is for WebSockets.\n"};
-  } else {
-    answer = files_.answer({.method = view(request.method_string()),
-                            .target = view(request.target()),
-                            .ifNoneMatch = view(request[http::field::if_none_match]),
-                            .host = view(request[http::field::host])});
+  const auto endpoint = site_.sockets ? endpointOf(request.target()) : std::nullopt;
+  if (!endpoint || !beast::websocket::is_upgrade(request)) {
+    return write(request, answer(request), request.keep_alive() && !hasBody);
   }
-  write(request, std::move(answer), request.keep_alive() && !hasBody);
+  // Browsers say which page opens a WebSocket; one from elsewhere has no business here.
+  const auto origin = request[http::field::origin];
+  if (endpoint == Endpoint::viewer && !site_.sockets->publicOrigin.empty() && !origin.empty() &&
+      view(origin) != site_.sockets->publicOrigin) {
+    return write(request, {403, {}, "This address is for its own page.\n"}, false);
+  }
+  upgrade(request, *endpoint);
+}
+
+FileAnswer HttpConnection::answer(const Request& request) const {
+  if (site_.sockets && endpointOf(request.target())) {
+    return {426, {{"Upgrade", "websocket"}}, "This address is for WebSockets.\n"};
+  }
+  return site_.answer({.method = view(request.method_string()),
+                       .target = view(request.target()),
+                       .ifNoneMatch = view(request[http::field::if_none_match]),
+                       .host = view(request[http::field::host])});
 }
 
 void HttpConnection::upgrade(const Request& request, Endpoint endpoint) {
-  std::make_shared<WebSocketConnection>(std::move(stream_), service_, endpoint, slot_)
+  beast::error_code error;
+  const auto remote = stream_.tcp().socket().remote_endpoint(error);
+  const std::string address = clientAddress(error ? std::string() : remote.address().to_string(),
+                                            forwardedFor(request), site_.sockets->trustedProxies);
+  std::make_shared<WebSocketConnection>(std::move(stream_), *site_.sockets, endpoint,
+                                        addressGroup(address), slot_)
       ->accept(request);
 }
 
@@ -79,7 +113,7 @@ void HttpConnection::write(const Request& request, FileAnswer answer, bool keepA
   if (answer.status != 304) response->content_length(answer.body.size());
   response->keep_alive(keepAlive);
   if (request.method() != http::verb::head) response->body() = std::move(answer.body);
-  stream_.expires_after(kAnswerTime);
+  stream_.tcp().expires_after(kAnswerTime);
   http::async_write(stream_, *response,
                     [self = shared_from_this(), response](beast::error_code error, std::size_t) {
                       if (error) return;
@@ -90,17 +124,17 @@ void HttpConnection::write(const Request& request, FileAnswer answer, bool keepA
 
 // Closing with unread bytes would reset the connection, and the answer could be lost with it.
 void HttpConnection::drain() {
-  beast::error_code ignored;  // the peer may have gone first, and the read below ends either way
-  stream_.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignored);
-  stream_.expires_after(kDrainTime);
-  auto again = [self = shared_from_this()](auto& next) -> void {
-    self->buffer_.clear();
-    self->stream_.async_read_some(self->buffer_.prepare(4096),
-                                  [self, next](beast::error_code error, std::size_t) mutable {
-                                    if (!error) next(next);
-                                  });
-  };
-  again(again);
+  stream_.tcp().expires_after(kDrainTime);
+  // The peer may have gone first; the read ends either way.
+  stream_.async_end_writing([self = shared_from_this()](beast::error_code) { self->readToEnd(); });
+}
+
+void HttpConnection::readToEnd() {
+  buffer_.clear();
+  stream_.tcp().async_read_some(buffer_.prepare(4096),
+                                [self = shared_from_this()](beast::error_code error, std::size_t) {
+                                  if (!error) self->readToEnd();
+                                });
 }
 
 }  // namespace tovalin::server

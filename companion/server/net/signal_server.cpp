@@ -1,17 +1,22 @@
 #include "companion/server/net/signal_server.h"
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <csignal>
+#include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
+#include "companion/server/metrics.h"
 #include "companion/server/net/client_address.h"
 #include "companion/server/net/connection_slots.h"
 #include "companion/server/net/http_connection.h"
+#include "companion/server/net/listener.h"
 #include "companion/server/options.h"
 
 namespace tovalin::server {
@@ -25,48 +30,57 @@ using namespace std::chrono_literals;
 constexpr int kSendBuffer = 128 * 1024;
 constexpr auto kTick = 1s;
 constexpr auto kGoodbyeTime = 2s;
-constexpr auto kAcceptPause = 100ms;  // when the process has run out of descriptors
 
-tcp::acceptor listen(asio::io_context& context, const std::string& address, uint16_t port) {
-  const std::string place = endpointText(address, port);
-  error_code error;
-  const auto parsed = asio::ip::make_address(address, error);
-  if (error) throw std::runtime_error(place + " is not an address in numbers");
-  try {
-    return tcp::acceptor(context, tcp::endpoint(parsed, port));
-  } catch (const boost::system::system_error& failure) {
-    if (failure.code() == asio::error::address_in_use) {
-      throw std::runtime_error(place +
-                               " is already in use: stop the program that listens there, or "
-                               "choose another port with --listen ADDRESS:PORT");
-    }
-    throw std::runtime_error("cannot listen on " + place + ": " + failure.code().message());
-  }
+FileAnswer plainText(std::string body) {
+  return {200,
+          {{"Content-Type", "text/plain; version=0.0.4"}, {"Cache-Control", "no-store"}},
+          std::move(body)};
+}
+
+bool asksFor(const FileRequest& request, std::string_view path) {
+  return request.method == "GET" && request.target == path;
 }
 
 }  // namespace
 
 class SignalServer::Impl {
  public:
-  Impl(const Settings& settings, Switchboard& switchboard, OpenSockets& sockets, Log log)
+  Impl(const Settings& settings, Switchboard& switchboard, OpenSockets& sockets, Counters& counters,
+       Log log)
       : log_(std::move(log)),
-        service_{switchboard, sockets, log_},
+        service_{
+            switchboard, sockets, counters, log_, settings.publicOrigin, settings.trustedProxies},
+        tls_(settings.tls),
         files_(settings.viewer),
         slots_(boundsFor(settings.descriptors)),
-        acceptor_(listen(context_, settings.address, settings.port)),
+        public_{[this](const FileRequest& request) { return pageOf(request); }, &service_},
+        operators_{[this](const FileRequest& request) { return figuresFor(request); }},
+        listener_(context_, settings.listen.address, settings.listen.port, "--listen", log_),
         signals_(context_, SIGTERM, SIGINT),
+        reloads_(context_, SIGHUP),
         tick_(context_),
-        pause_(context_),
-        goodbye_(context_) {}
+        goodbye_(context_) {
+    if (!settings.metrics) return;
+    metrics_.emplace(context_, settings.metrics->address, settings.metrics->port, "--metrics",
+                     log_);
+    log_({LogLevel::info,
+          "metrics",
+          {{"place", endpointText(settings.metrics->address, metrics_->port())}}});
+  }
 
-  uint16_t port() const { return acceptor_.local_endpoint().port(); }
+  uint16_t port() const { return listener_.port(); }
 
   void run() {
     signals_.async_wait([this](error_code error, int) {
       if (!error) stop();
     });
+    awaitReload();
     tick();
-    accept();
+    listener_.start([this](tcp::socket socket) { serve(std::move(socket), public_, tls_); });
+    if (metrics_) {
+      metrics_->start(
+          [this](tcp::socket socket) { serve(std::move(socket), operators_, /*tls=*/nullptr); });
+    }
     context_.run();
   }
 
@@ -81,45 +95,68 @@ class SignalServer::Impl {
     });
   }
 
-  void accept() {
-    acceptor_.async_accept([this](error_code error, tcp::socket socket) {
-      if (error == asio::error::operation_aborted) return;
-      if (error) {
-        log_("cannot accept a connection: " + error.message());
-        pause_.expires_after(kAcceptPause);
-        pause_.async_wait([this](error_code stopped) {
-          if (!stopped) accept();
-        });
-        return;
-      }
-      if (auto slot = takeSlot(socket)) {
-        // Best effort: without them there is more delay, and more memory for slow readers.
-        socket.set_option(tcp::no_delay(true), error);
-        socket.set_option(asio::socket_base::send_buffer_size(kSendBuffer), error);
-        std::make_shared<HttpConnection>(boost::beast::tcp_stream(std::move(socket)), service_,
-                                         files_, std::move(slot))
-            ->read();
-      }
-      accept();
+  void awaitReload() {
+    reloads_.async_wait([this](error_code error, int) {
+      if (error) return;
+      if (tls_) reloadTls();
+      awaitReload();
     });
   }
 
-  // Empty when there are too many connections; the socket is closed then.
-  std::shared_ptr<void> takeSlot(const tcp::socket& socket) {
+  void reloadTls() {
+    try {
+      tls_->reload();
+      log_({LogLevel::info, "tls-reloaded"});
+    } catch (const std::runtime_error& failure) {
+      log_({LogLevel::error, "tls-kept-as-it-was", {{"reason", failure.what()}}});
+    }
+  }
+
+  // Closes the socket when there are too many connections.
+  void serve(tcp::socket socket, const Site& site, TlsIdentity* tls) {
     error_code error;
     const auto remote = socket.remote_endpoint(error);
-    if (error) return nullptr;  // it has gone already
-    const std::string group = addressGroup(remote.address().to_string());
-    auto slot = slots_.take(group);
-    if (!slot && !std::exchange(refusing_, true))
-      log_("too many connections, the last from " + group);
-    return slot;
+    if (error) return;  // it has gone already
+    const std::string address = remote.address().to_string();
+    auto slot = isProxy(address) ? slots_.takeForProxy() : slots_.take(addressGroup(address));
+    if (!slot) return refuse(addressGroup(address));
+    // Best effort: without them there is more delay, and more memory for slow readers.
+    socket.set_option(tcp::no_delay(true), error);
+    socket.set_option(asio::socket_base::send_buffer_size(kSendBuffer), error);
+    boost::beast::tcp_stream plain(std::move(socket));
+    std::make_shared<HttpConnection>(
+        tls ? ClientStream(std::move(plain), tls->context()) : ClientStream(std::move(plain)), site,
+        std::move(slot))
+        ->start();
+  }
+
+  bool isProxy(const std::string& address) const {
+    return std::ranges::any_of(service_.trustedProxies,
+                               [&](const auto& range) { return range.contains(address); });
+  }
+
+  void refuse(const std::string& group) {
+    if (std::exchange(refusing_, true)) return;
+    log_({LogLevel::warning, "too-many-connections", {{"address", group}}});
+  }
+
+  FileAnswer pageOf(const FileRequest& request) const {
+    return asksFor(request, "/healthz") ? plainText("ok\n") : files_.answer(request);
+  }
+
+  FileAnswer figuresFor(const FileRequest& request) const {
+    if (asksFor(request, "/healthz")) return plainText("ok\n");
+    if (!asksFor(request, "/metrics")) return {404, {}, "There is /metrics and /healthz.\n"};
+    const std::chrono::duration<double> uptime = std::chrono::steady_clock::now() - started_;
+    return plainText(metricsText(service_.counters, service_.switchboard.gauges(),
+                                 {uptime.count(), residentBytes()}));
   }
 
   void stop() {
-    log_("stopping");
-    acceptor_.close();
-    pause_.cancel();
+    log_({LogLevel::info, "stopping"});
+    listener_.stop();
+    if (metrics_) metrics_->stop();
+    reloads_.cancel();
     tick_.cancel();
     goodbye_.expires_after(kGoodbyeTime);
     goodbye_.async_wait([this](error_code) { context_.stop(); });
@@ -129,20 +166,25 @@ class SignalServer::Impl {
 
   const Log log_;
   const Service service_;
+  TlsIdentity* const tls_;
   const ViewerFiles files_;
   ConnectionSlots slots_;
+  const Site public_;
+  const Site operators_;
+  const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   asio::io_context context_{1};
-  tcp::acceptor acceptor_;
+  Listener listener_;
+  std::optional<Listener> metrics_;
   asio::signal_set signals_;
+  asio::signal_set reloads_;
   asio::steady_timer tick_;
-  asio::steady_timer pause_;
   asio::steady_timer goodbye_;
   bool refusing_ = false;  // and has said so since the last tick
 };
 
 SignalServer::SignalServer(const Settings& settings, Switchboard& switchboard, OpenSockets& sockets,
-                           Log log)
-    : impl_(std::make_unique<Impl>(settings, switchboard, sockets, std::move(log))) {}
+                           Counters& counters, Log log)
+    : impl_(std::make_unique<Impl>(settings, switchboard, sockets, counters, std::move(log))) {}
 
 SignalServer::~SignalServer() = default;
 

@@ -5,8 +5,6 @@
 #include <chrono>
 #include <utility>
 
-#include "companion/server/net/client_address.h"
-
 namespace tovalin::server {
 namespace {
 
@@ -18,15 +16,10 @@ using namespace std::chrono_literals;
 constexpr std::size_t kLargestMessage = 256 * 1024;
 constexpr std::size_t kMostWaiting = 1024 * 1024;
 constexpr std::size_t kBufferKept = 16 * 1024;
+constexpr uint16_t kLost = 1006;  // what is said of a connection that ended without a close frame
 constexpr auto kHandshakeTime = 10s;
 constexpr auto kSilence = 40s;  // a ping goes out after half of it
 constexpr auto kCloseTime = 5s;
-
-std::string remoteAddress(const beast::tcp_stream& stream) {
-  boost::system::error_code error;
-  const auto remote = stream.socket().remote_endpoint(error);
-  return error ? std::string() : remote.address().to_string();
-}
 
 // Errors that the peer's own frames brought about: its close frame, or a breach of the protocol.
 bool isPeersDoing(const boost::system::error_code& error) {
@@ -35,16 +28,18 @@ bool isPeersDoing(const boost::system::error_code& error) {
 
 }  // namespace
 
-WebSocketConnection::WebSocketConnection(beast::tcp_stream stream, const Service& service,
-                                         Endpoint endpoint, std::shared_ptr<void> slot)
+WebSocketConnection::WebSocketConnection(ClientStream stream, const Service& service,
+                                         Endpoint endpoint, std::string addressGroup,
+                                         std::shared_ptr<void> slot)
     : service_(service),
       endpoint_(endpoint),
+      addressGroup_(std::move(addressGroup)),
       slot_(std::move(slot)),
       socket_(std::move(stream)),
       closeDeadline_(socket_.get_executor()) {}
 
 void WebSocketConnection::accept(const beast::http::request<beast::http::empty_body>& request) {
-  beast::get_lowest_layer(socket_).expires_never();  // the WebSocket has time limits of its own
+  socket_.next_layer().tcp().expires_never();  // the WebSocket has time limits of its own
   socket_.set_option(websocket::stream_base::timeout{kHandshakeTime, kSilence, true});
   socket_.read_message_max(kLargestMessage);
   socket_.text(true);
@@ -57,9 +52,8 @@ void WebSocketConnection::accept(const beast::http::request<beast::http::empty_b
   });
   socket_.async_accept(request, [self = shared_from_this()](boost::system::error_code error) {
     if (error) return;
-    const std::string address = remoteAddress(beast::get_lowest_layer(self->socket_));
     self->id_ = self->service_.sockets.add(self);
-    self->service_.switchboard.opened(self->id_, self->endpoint_, addressGroup(address));
+    self->service_.switchboard.opened(self->id_, self->endpoint_, self->addressGroup_);
     self->read();
   });
 }
@@ -67,10 +61,12 @@ void WebSocketConnection::accept(const beast::http::request<beast::http::empty_b
 void WebSocketConnection::send(std::string text) {
   if (closing_ || gone_) return;
   outgoingBytes_ += text.size();
+  service_.counters.bytesSent += text.size();
   if (outgoingBytes_ > kMostWaiting) {
-    service_.log("connection cut, it reads too slowly");
+    service_.log(
+        {LogLevel::warning, "cut-off", {connectionField(id_), {"reason", "it reads too slowly"}}});
     closing_ = true;
-    beast::get_lowest_layer(socket_).close();  // ends every pending operation, and so finishes
+    socket_.next_layer().close();  // ends every pending operation, and so finishes
     return;
   }
   outgoing_.push_back(std::move(text));
@@ -84,7 +80,7 @@ void WebSocketConnection::close(CloseCode code, std::string_view reason) {
   closeReason_.reason.assign(reason.begin(), reason.end());
   closeDeadline_.expires_after(kCloseTime);
   closeDeadline_.async_wait([self = shared_from_this()](boost::system::error_code error) {
-    if (!error) beast::get_lowest_layer(self->socket_).close();
+    if (!error) self->socket_.next_layer().close();
   });
   if (outgoing_.empty()) startClose();
 }
@@ -96,7 +92,7 @@ void WebSocketConnection::read() {
                          // While closing, the close operation is the one that ends the connection:
                          // the socket must stay open until the close frame is out.
                          if (!self->closing_ || error == websocket::error::closed)
-                           self->finish(isPeersDoing(error));
+                           self->finish(isPeersDoing(error), self->codeOf(error));
                          return;
                        }
                        if (!self->closing_) {
@@ -118,7 +114,7 @@ void WebSocketConnection::read() {
 void WebSocketConnection::write() {
   socket_.async_write(asio::buffer(outgoing_.front()),
                       [self = shared_from_this()](boost::system::error_code error, std::size_t) {
-                        if (error) return self->finish(false);
+                        if (error) return self->finish(false, kLost);
                         self->outgoingBytes_ -= self->outgoing_.front().size();
                         self->outgoing_.pop_front();
                         if (!self->outgoing_.empty()) {
@@ -130,14 +126,26 @@ void WebSocketConnection::write() {
 }
 
 void WebSocketConnection::startClose() {
-  socket_.async_close(
-      closeReason_, [self = shared_from_this()](boost::system::error_code) { self->finish(true); });
+  socket_.async_close(closeReason_, [self = shared_from_this()](boost::system::error_code) {
+    self->finish(true, self->closeReason_.code);
+  });
 }
 
-void WebSocketConnection::finish(bool said) {
+uint16_t WebSocketConnection::codeOf(const boost::system::error_code& error) const {
+  if (error == websocket::error::closed)
+    return closing_ ? closeReason_.code : socket_.reason().code;
+  // For these Beast has sent a close frame of its own.
+  if (error == websocket::error::message_too_big) return websocket::close_code::too_big;
+  if (error == websocket::error::bad_frame_payload) return websocket::close_code::bad_payload;
+  return isPeersDoing(error) ? uint16_t{websocket::close_code::protocol_error} : kLost;
+}
+
+void WebSocketConnection::finish(bool said, uint16_t code) {
   if (std::exchange(gone_, true)) return;
+  ++service_.counters.closes[code];
+  service_.log({LogLevel::debug, "closed", {connectionField(id_), {"code", std::to_string(code)}}});
   closeDeadline_.cancel();
-  beast::get_lowest_layer(socket_).close();
+  socket_.next_layer().close();
   service_.sockets.remove(id_);
   service_.switchboard.closed(id_, said);
 }

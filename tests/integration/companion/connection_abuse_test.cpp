@@ -34,7 +34,7 @@ TEST_F(ConnectionAbuseTest, OneAddressCannotTakeEveryPlace) {
   start(/*descriptors=*/128);
   const auto held = takeAll("127.0.0.2", 60);
   EXPECT_EQ(held.size(), 32u);
-  EXPECT_THAT(server_->waitForLog("too many connections"), HasSubstr("127.0.0.2"));
+  EXPECT_THAT(server_->waitForLog("event=too-many-connections"), HasSubstr("127.0.0.2"));
   expectServing();
 }
 

@@ -25,6 +25,18 @@ TEST(ConnectionSlotsTest, ManyAddressesTogetherAreBoundedToo) {
   EXPECT_FALSE(slots.take("d"));
 }
 
+TEST(ConnectionSlotsTest, ProxyIsBoundedByTheTotalAlone) {
+  ConnectionSlots slots({.total = 3, .perAddress = 1});
+  auto first = slots.takeForProxy();
+  const auto second = slots.takeForProxy();
+  const auto third = slots.takeForProxy();
+  EXPECT_TRUE(third);
+  EXPECT_FALSE(slots.takeForProxy());
+  EXPECT_FALSE(slots.take("a"));
+  first.reset();
+  EXPECT_TRUE(slots.take("a"));
+}
+
 TEST(ConnectionSlotsTest, PlaceComesBackWithTheLastCopy) {
   ConnectionSlots slots({.total = 1, .perAddress = 1});
   auto slot = slots.take("a");

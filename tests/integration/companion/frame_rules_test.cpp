@@ -1,13 +1,10 @@
 #include "companion/server/core/clean_text.h"
-#include "companion/server/net/client_address.h"
-#include "companion/server/options.h"
 #include "tests/integration/companion/switchboard_fixture.h"
 
 namespace tovalin::server {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 class FrameRulesTest : public SwitchboardTest {};
@@ -110,53 +107,6 @@ TEST(CleanTextTest, KeepsWhatPeopleReadAndDropsTheRest) {
   EXPECT_EQ(cleanText("naïve 日本 🖥", 64), "naïve 日本 🖥");
   EXPECT_EQ(cleanText("日本語", 2), "日本");
   EXPECT_EQ(cleanText("ab c", 3), "ab");
-}
-
-TEST(AddressGroupTest, CountsHouseholdsNotAddresses) {
-  EXPECT_EQ(addressGroup("192.0.2.7"), "192.0.2.7");
-  EXPECT_EQ(addressGroup("::ffff:192.0.2.7"), "192.0.2.7");
-  EXPECT_EQ(addressGroup("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::/64");
-  EXPECT_EQ(addressGroup("2001:db8:1:2::9"), "2001:db8:1:2::/64");
-  EXPECT_EQ(addressGroup("fe80::1%eth0"), "fe80::/64");
-  EXPECT_EQ(addressGroup(""), "");
-}
-
-std::variant<Options, std::string> parse(std::vector<const char*> words) {
-  return parseOptions(words);
-}
-
-TEST(OptionsTest, AreReadFromTheCommandLine) {
-  const auto none = std::get<Options>(parse({}));
-  EXPECT_EQ(none.address, "127.0.0.1");
-  EXPECT_EQ(none.port, 8080);
-  EXPECT_FALSE(none.printPins);
-  const auto all = std::get<Options>(
-      parse({"--listen", "[::1]:0", "--state", "s", "--viewer", "v", "--print-pins"}));
-  EXPECT_EQ(all.address, "::1");
-  EXPECT_EQ(all.port, 0);
-  EXPECT_EQ(all.state, "s");
-  EXPECT_EQ(all.viewer, "v");
-  EXPECT_TRUE(all.printPins);
-}
-
-TEST(OptionsTest, WrongOnesAreNamed) {
-  for (const auto& words : std::vector<std::vector<const char*>>{
-           {"--listen", "8080"},
-           {"--listen", "127.0.0.1:"},
-           {"--listen", ":8080"},
-           {"--listen", "127.0.0.1:65536"},
-           {"--listen", "127.0.0.1:-1"},
-           {"--listen", "127.0.0.1:80x"},
-           {"--listen", "::1:8080"},
-           {"--listen"},
-           {"--state"},
-           {"--nonsense"},
-           {"stray"},
-       }) {
-    const auto result = parse(words);
-    ASSERT_TRUE(std::holds_alternative<std::string>(result)) << words.back();
-    EXPECT_THAT(std::get<std::string>(result), HasSubstr(words.back()));
-  }
 }
 
 }  // namespace

@@ -130,7 +130,7 @@ TEST_F(GuessingTest, WrongTokensHoldUpNobodysPins) {
 
 TEST_F(GuessingTest, HoldingUpIsLogged) {
   strangersSpendTheBudget();
-  EXPECT_THAT(log_, testing::HasSubstr("too many wrong PINs from everywhere"));
+  EXPECT_THAT(log_, testing::HasSubstr("event=pins-held-up"));
 }
 
 }  // namespace

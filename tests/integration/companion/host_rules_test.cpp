@@ -136,7 +136,8 @@ TEST_F(HostRulesTest, DiagnosticsAreLoggedOnOneCleanLineAndNotRelayed) {
   const auto viewer = visitRuns(host, device);
   log_.clear();
   says(host, {{"type", "dbg"}, {"m", "ice-state\n2 " + std::string(300, 'x')}});
-  EXPECT_EQ(log_, "host HOST-1 says ice-state2 " + std::string(189, 'x') + "\n");
+  EXPECT_EQ(log_, "level=info event=host-says host=HOST-1 text=\"ice-state2 " +
+                      std::string(189, 'x') + "\"\n");
   EXPECT_THAT(told(viewer), IsEmpty());
 }
 
@@ -186,7 +187,7 @@ TEST_F(HostRulesTest, NothingSecretIsLogged) {
   const Device device{paired["hostId"], paired["deviceId"], paired["deviceKey"]};
   says(viewer, joining(device));
   says(host, {{"type", "offer"}, {"sdp", "secret-description"}});
-  EXPECT_THAT(log_, HasSubstr("visit begun HOST-1"));
+  EXPECT_THAT(log_, HasSubstr("event=visit-begun host=HOST-1"));
   for (const std::string& secret :
        {kKey, code["pin"].get<std::string>(), code["pairToken"].get<std::string>(), device.key,
         std::string("secret-description")}) {

@@ -108,6 +108,10 @@ void ServerProcess::terminate() {
   kill(pid_, SIGTERM);
 }
 
+void ServerProcess::hangUp() {
+  kill(pid_, SIGHUP);
+}
+
 int ServerProcess::waitForExit() {
   const int handle = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
   pollfd ended{handle, POLLIN, 0};

@@ -54,6 +54,9 @@ class ServerProcess {
   // Asks it to end, as a service manager would.
   void terminate();
 
+  // Asks it to read its files anew.
+  void hangUp();
+
   // Waits for its end and returns the exit status, or minus the signal that ended it.
   int waitForExit();
 

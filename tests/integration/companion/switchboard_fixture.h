@@ -134,14 +134,14 @@ class SwitchboardTest : public testing::Test {
 
   void start(const Limits& limits = {}) {
     board_ = std::make_unique<Switchboard>(
-        Switchboard::Ports{
-            .outbox = outbox_,
-            .store = store_,
-            .random = random_,
-            .clock = clock_,
-            .log = [this](std::string_view line) { log_ += std::string(line) + "\n"; },
-            .pinIssued = [this](const std::string& pin) { issued_.push_back(pin); },
-            .iceServers = [this] { return iceServers_; }},
+        Switchboard::Ports{.outbox = outbox_,
+                           .store = store_,
+                           .random = random_,
+                           .clock = clock_,
+                           .counters = counters_,
+                           .log = [this](const LogEvent& event) { log_ += logText(event) + "\n"; },
+                           .pinIssued = [this](const std::string& pin) { issued_.push_back(pin); },
+                           .iceServers = [this] { return iceServers_; }},
         limits);
   }
 
@@ -151,6 +151,7 @@ class SwitchboardTest : public testing::Test {
   fake::SeededRandom random_;
   fake::FakeDeviceStore store_;
   fake::FakeOutbox outbox_;
+  Counters counters_;
   std::string log_;
   std::vector<std::string> issued_;
   Json iceServers_ = Json::array();

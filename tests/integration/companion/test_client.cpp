@@ -52,15 +52,17 @@ struct TestClient::Impl {
   websocket::stream<tcp::socket> socket{context};
 };
 
-TestClient::TestClient(uint16_t port, const std::string& path, const std::string& from,
-                       int receiveBuffer)
+TestClient::TestClient(uint16_t port, const std::string& path, const From& from)
     : impl_(std::make_unique<Impl>()) {
   auto& socket = impl_->socket;
   socket.next_layer().open(tcp::v4());
-  if (receiveBuffer > 0) {
-    socket.next_layer().set_option(asio::socket_base::receive_buffer_size(receiveBuffer));
+  if (from.receiveBuffer > 0) {
+    socket.next_layer().set_option(asio::socket_base::receive_buffer_size(from.receiveBuffer));
   }
-  socket.next_layer().bind({asio::ip::make_address(from), 0});
+  socket.next_layer().bind({asio::ip::make_address(from.address), 0});
+  socket.set_option(websocket::stream_base::decorator([&](websocket::request_type& request) {
+    for (const auto& [name, value] : from.headers) request.set(name, value);
+  }));
   impl_->runOrThrow([&](auto done) { socket.next_layer().async_connect(loopback(port), done); });
   impl_->runOrThrow(
       [&](auto done) { socket.async_handshake("127.0.0.1:" + std::to_string(port), path, done); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -15,10 +16,16 @@ class TestClient {
   // What closeCode() returns when the connection ended without a close frame.
   static constexpr int kLost = 1006;
 
-  // `from` is the loopback address this client has. A small `receiveBuffer` makes it easy for
-  // the server to send more than this client takes.
-  TestClient(uint16_t port, const std::string& path, const std::string& from = "127.0.0.1",
-             int receiveBuffer = 0);
+  // How this client presents itself.
+  struct From {
+    std::string address = "127.0.0.1";  // a loopback address
+    // A small one makes it easy for the server to send more than this client takes.
+    int receiveBuffer = 0;
+    std::map<std::string, std::string> headers{};
+  };
+
+  TestClient(uint16_t port, const std::string& path, const From& from);
+  TestClient(uint16_t port, const std::string& path) : TestClient(port, path, From()) {}
   ~TestClient();
   TestClient(TestClient&&) noexcept;
 

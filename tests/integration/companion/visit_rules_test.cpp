@@ -42,7 +42,8 @@ TEST_F(VisitRulesTest, JoiningTellsBothSides) {
   iceServers_ = {{{"urls", {"turn:turn.example.org"}}}};
   const auto viewer = viewerJoins(device_);
   EXPECT_EQ(toldOnly(viewer), Json({{"type", "joined"}, {"iceServers", iceServers_}}));
-  EXPECT_EQ(toldOnly(host_), Json({{"type", "peer-joined"}}));
+  EXPECT_THAT(told(host_), ElementsAre(Json({{"type", "registered"}, {"iceServers", iceServers_}}),
+                                       Json({{"type", "peer-joined"}})));
 }
 
 TEST_F(VisitRulesTest, DeviceWasSeenWhenItJoinedAndTheDiskLearnsItLater) {
@@ -97,7 +98,7 @@ TEST_F(VisitRulesTest, FullDiskKeepsNobodyFromVisiting) {
   store_.diskFull = true;
   EXPECT_EQ(toldOnly(viewerJoins(device_))["type"], "joined");
   pass(1s);
-  EXPECT_THAT(log_, testing::HasSubstr("the store failed"));
+  EXPECT_THAT(log_, testing::HasSubstr("event=store-failed"));
 }
 
 TEST_F(VisitRulesTest, DescriptionsAndCandidatesPassBothWays) {
