@@ -26,7 +26,7 @@ packages_test=(
   x11-xkb-utils xkb-data fonts-noto-cjk
   dbus-daemon python3-dbusmock
   chromium
-  iproute2
+  coturn iproute2
   libzbar-dev
   appstream desktop-file-utils dpkg-dev file groff-base lintian systemd
 )

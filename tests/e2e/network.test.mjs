@@ -7,13 +7,14 @@ import { Desktop } from './support/desktop.mjs';
 import { Host, kStatus } from './support/host.mjs';
 import { Network } from './support/network.mjs';
 import { Phone } from './support/phone.mjs';
+import { Relay } from './support/relay.mjs';
 import { SignalServer } from './support/signal_server.mjs';
 
 const kLook = { viewport: { width: 390, height: 844 }, touch: true };
 const kSleepMs = 120000; // the server drops who was silent for 40 s, and a visit 5 s later
 
 /** The phone, the server and the computer, each on a machine of its own. Ended with the test. */
-async function openNetwork(t, { direct = true } = {}) {
+async function openNetwork(t, { direct = true, relayed = false } = {}) {
   const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-e2e-'));
   const parts = [];
   const keep = (part) => (parts.push(part), part);
@@ -25,9 +26,15 @@ async function openNetwork(t, { direct = true } = {}) {
   const network = keep(await Network.start({ direct }));
   const address = network.serverAddress;
   const within = network.at('middle');
+  const options = [];
+  if (relayed) {
+    const relay = keep(new Relay(path.join(folder, 'relay'), address));
+    await relay.start(within);
+    options.push('--turn', relay.url, '--turn-secret-file', relay.secretFile);
+  }
   const desktop = keep(await Desktop.start({ size: '1280x720' }));
   await fs.mkdir(path.join(folder, 'server'));
-  const server = keep(new SignalServer(path.join(folder, 'server'), { address, within }));
+  const server = keep(new SignalServer(path.join(folder, 'server'), { address, within, options }));
   await server.start();
   const host = keep(new Host(desktop, path.join(folder, 'host'), {}, network.at('host')));
   await host.start(server.hostAddress);
@@ -96,5 +103,13 @@ test('a network that lets no picture through is said to be the reason', async (t
   await phone.phase('notice', 'blocked');
   await network.letThrough(true);
   await phone.page.click('#notice-action');
+  await seesAgain(phone);
+});
+
+test('where there is no direct way the relay carries the visit', async (t) => {
+  const { phone } = await openVisit(t, { direct: false, relayed: true });
+  await phone.page.click('#bar-toggle');
+  await phone.page.click('#show-figures');
+  await phone.page.locator('#figures', { hasText: 'Relayed' }).waitFor();
   await seesAgain(phone);
 });
