@@ -89,7 +89,7 @@ class Encoder {
     settings.rc_buf_initial_sz = 500;
     settings.rc_buf_optimal_sz = 600;
     settings.rc_buf_sz = 1000;
-    settings.rc_dropframe_thresh = 30;
+    settings.rc_dropframe_thresh = 0;  // a dropped picture would pass for a cheap one
     settings.rc_resize_allowed = 0;
     settings.kf_mode = VPX_KF_DISABLED;
     if (vpx_codec_enc_init(&codec_, vpx_codec_vp8_cx(), &settings, 0) != VPX_CODEC_OK) {
