@@ -29,7 +29,6 @@ function prepare(beside) {
     for (;;) {
       const metadata = await new Promise((resolve) =>
         video.requestVideoFrameCallback((_, data) => resolve(data)));
-console.log('b', before, await brightness(), performance.now());
       if (Math.abs((await brightness()) - before) < 60) continue;
       return {
         pressed: bench.pressedAt,

@@ -18,7 +18,9 @@ bool isZero(const char* page, std::size_t size) {
 
 }  // namespace
 
-extern "C" void* __libc_malloc(std::size_t size);  // glibc's own, under its lasting name
+// glibc's own, under their lasting names.
+extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void __libc_free(void* block);
 
 // For every library in the process, as any replacement of an allocator would be.
 extern "C" void* malloc(std::size_t size) {
@@ -28,6 +30,12 @@ extern "C" void* malloc(std::size_t size) {
     largeBlockSize = size;
   }
   return block;
+}
+
+extern "C" void free(void* block) noexcept {
+  // Its pages may belong to somebody else from now on.
+  if (block != nullptr && block == largeBlock) tovalin::forgetLargeBlock();
+  __libc_free(block);
 }
 
 namespace tovalin {

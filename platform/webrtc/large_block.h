@@ -15,8 +15,8 @@ constexpr std::size_t kLargeBlock = std::size_t{24} << 20;
 void forgetLargeBlock();
 
 // Returns the zeroed pages of the remembered block to the system; they read as zeros ever after.
-// The block must be in use by this thread alone, and still be allocated. Without one nothing
-// happens.
+// The block must be in use by this thread alone. One that this thread has freed is forgotten; that
+// another thread frees it must not happen. Without a block nothing happens.
 void giveBackLargeBlock();
 
 }  // namespace tovalin

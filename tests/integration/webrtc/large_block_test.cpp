@@ -76,5 +76,14 @@ TEST(LargeBlockTest, SmallBlocksForgottenOnesAndThoseOfOtherThreadsAreLeftAlone)
   EXPECT_GT(residentPages(other, kSize), kSize / kPage - 4);
 }
 
+TEST(LargeBlockTest, AFreedBlockIsForgottenAndTheNextOneCounts) {
+  forgetLargeBlock();
+  cleared(2 * kSize).reset();
+  giveBackLargeBlock();
+  const Block block = cleared(kSize);
+  giveBackLargeBlock();
+  EXPECT_EQ(residentPages(block, kSize), 0u);
+}
+
 }  // namespace
 }  // namespace tovalin
