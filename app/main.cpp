@@ -12,6 +12,7 @@
 #include "platform/dbus/desktop_login_session.h"
 #include "platform/dbus/portal_appearance.h"
 #include "platform/dbus/status_notifier_item.h"
+#include "platform/linux/environment.h"
 #include "platform/linux/host_info.h"
 #include "platform/linux/login_item_autostart.h"
 #include "platform/linux/preferred_tray_icons.h"
@@ -76,7 +77,7 @@ int main(int argumentCount, char** arguments) {
   const auto info = makeHostInfo();
   const auto urls = makeQtUrlParser();
   const auto sockets = makeQtWebSockets();
-  const auto rtc = makeWebRtcLibrary();
+  const auto rtc = makeWebRtcLibrary(environmentValue("TOVALIN_FRAME_TRACE"));
   const auto capture = makeX11ScreenCapture(*log);
   const auto input = makeX11InputEvents(*log);
   const auto text = makeTextSegmenter();

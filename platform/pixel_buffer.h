@@ -14,6 +14,12 @@ struct RowBand {
   bool operator==(const RowBand&) const = default;
 };
 
+// Since when there is a picture, in nanoseconds of the monotonic clock; 0 where it is not known.
+struct PictureTimes {
+  int64_t noticed = 0;  // the first of the changes that it shows was reported
+  int64_t taken = 0;    // its pixels were asked for
+};
+
 // One captured picture: 32-bit BGRA, rows from top to bottom, alpha meaningless. Immutable once
 // delivered; whoever holds a reference may read it on any thread. Releasing the last reference
 // returns the memory to its pool.
@@ -34,6 +40,8 @@ class PixelBuffer {
   virtual uint64_t streamIdentity() const = 0;
   virtual uint64_t pictureNumber() const = 0;
   virtual std::span<const RowBand> damage() const = 0;
+
+  virtual PictureTimes times() const { return {}; }
 };
 
 using PixelBufferRef = std::shared_ptr<const PixelBuffer>;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "platform/webrtc/picture_converter.h"
 
@@ -25,6 +26,8 @@ constexpr int64_t kJustNowNs = 80'000'000;   // a picture since then asks for it
 // Its base hides the operation by which a receiver comes, hence two objects. Not thread-safe.
 class ScreenSource::Feed : public rtc::AdaptedVideoTrackSource {
  public:
+  explicit Feed(std::shared_ptr<FrameTrace> trace) : trace_(std::move(trace)) {}
+
   void push(const PixelBuffer& picture, int64_t timestampNs);
 
   bool is_screencast() const override { return true; }
@@ -38,6 +41,7 @@ class ScreenSource::Feed : public rtc::AdaptedVideoTrackSource {
     uint64_t number;
   };
 
+  const std::shared_ptr<FrameTrace> trace_;
   PictureConverter converter_;
   std::optional<Identity> delivered_;  // the picture last given to the library
 };
@@ -47,6 +51,7 @@ void ScreenSource::Feed::push(const PixelBuffer& picture, int64_t timestampNs) {
   const int height = picture.height();
   if (width <= 0 || height <= 0) return;
   const int64_t timestampUs = timestampNs / 1000;
+  const int64_t begun = FrameTrace::now();
 
   // The sizes that the library would like are not followed: a screencast is never scaled.
   int adaptedWidth, adaptedHeight, cropWidth, cropHeight, cropX, cropY;
@@ -59,9 +64,11 @@ void ScreenSource::Feed::push(const PixelBuffer& picture, int64_t timestampNs) {
   // never pile up there; the converter's fixed number of copies bounds what is on its way.
   const auto converted = converter_.convert(picture);
   if (!converted) {
+    trace_->fellBehind(timestampUs);
     OnFrameDropped();
     return;
   }
+  trace_->converted(timestampUs, picture.times(), begun);
   // The library adds up the rectangles of the frames that it passes over on their way to the
   // encoder: what arrives there as a repeat is one.
   RowBand changed{0, height};
@@ -77,7 +84,8 @@ void ScreenSource::Feed::push(const PixelBuffer& picture, int64_t timestampNs) {
               .build());
 }
 
-ScreenSource::ScreenSource() : feed_(rtc::make_ref_counted<Feed>()) {}
+ScreenSource::ScreenSource(std::shared_ptr<FrameTrace> trace)
+    : feed_(rtc::make_ref_counted<Feed>(std::move(trace))) {}
 
 ScreenSource::~ScreenSource() = default;
 

@@ -9,10 +9,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <set>
 
 #include "platform/pixel_buffer.h"
+#include "platform/webrtc/frame_trace.h"
 
 namespace tovalin {
 
@@ -21,7 +23,7 @@ namespace tovalin {
 // picture at once: of a still screen the next one may be half a second away.
 class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
  public:
-  ScreenSource();
+  explicit ScreenSource(std::shared_ptr<FrameTrace> trace);
   ~ScreenSource() override;
 
   // Converts and delivers one picture on the calling thread; the same one again with an empty

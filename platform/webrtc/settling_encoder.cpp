@@ -18,8 +18,11 @@ namespace {
 class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
   SettlingEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<ActiveRows> active,
-                  std::shared_ptr<RepeatRequests> repeats)
-      : encoder_(std::move(encoder)), active_(std::move(active)), repeats_(std::move(repeats)) {}
+                  std::shared_ptr<RepeatRequests> repeats, std::shared_ptr<FrameTrace> trace)
+      : encoder_(std::move(encoder)),
+        active_(std::move(active)),
+        repeats_(std::move(repeats)),
+        trace_(std::move(trace)) {}
 
   using webrtc::VideoEncoder::InitEncode;
   int InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) override {
@@ -56,6 +59,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     webrtc::VideoFrame anyFrame = frame;
     anyFrame.clear_update_rect();
     cameOutSharp_ = false;
+    given_ = {frame.timestamp_us(), FrameTrace::now()};
     const int32_t result = encoder_->Encode(anyFrame, types);
     if (!cameOutSharp_) repeats_->request();
     return result;
@@ -80,6 +84,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
  private:
   Result OnEncodedImage(const webrtc::EncodedImage& image,
                         const webrtc::CodecSpecificInfo* codec) override {
+    trace_->encoded(given_.microseconds, image.Timestamp(), given_.at, image.size(), image.qp_);
     // A key frame begins anew, however fine its quantiser.
     if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) plan_.keyFrameCame();
     cameOutSharp_ = image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold;
@@ -89,9 +94,16 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
 
   void OnDroppedFrame(DropReason reason) override { receiver_->OnDroppedFrame(reason); }
 
+  struct Given {
+    int64_t microseconds = 0;  // the picture's own time
+    int64_t at = 0;            // when the encoder got it
+  };
+
   const std::unique_ptr<webrtc::VideoEncoder> encoder_;
   const std::shared_ptr<ActiveRows> active_;
   const std::shared_ptr<RepeatRequests> repeats_;
+  const std::shared_ptr<FrameTrace> trace_;
+  Given given_;
   bool cameOutSharp_ = false;  // the picture that was encoded last
   webrtc::EncodedImageCallback* receiver_ = nullptr;
   RefinementPlan plan_;
@@ -101,9 +113,10 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
 
 std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder,
                                                std::shared_ptr<ActiveRows> active,
-                                               std::shared_ptr<RepeatRequests> repeats) {
+                                               std::shared_ptr<RepeatRequests> repeats,
+                                               std::shared_ptr<FrameTrace> trace) {
   return std::make_unique<SettlingEncoder>(std::move(encoder), std::move(active),
-                                           std::move(repeats));
+                                           std::move(repeats), std::move(trace));
 }
 
 }  // namespace tovalin

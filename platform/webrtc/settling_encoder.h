@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "platform/webrtc/frame_trace.h"
 #include "platform/webrtc/lean_libvpx.h"
 #include "platform/webrtc/repeat_requests.h"
 
@@ -17,6 +18,7 @@ namespace tovalin {
 // that came out coarse or not at all. For VP8 encoders that are done when Encode() returns.
 std::unique_ptr<webrtc::VideoEncoder> settling(std::unique_ptr<webrtc::VideoEncoder> encoder,
                                                std::shared_ptr<ActiveRows> active,
-                                               std::shared_ptr<RepeatRequests> repeats);
+                                               std::shared_ptr<RepeatRequests> repeats,
+                                               std::shared_ptr<FrameTrace> trace);
 
 }  // namespace tovalin

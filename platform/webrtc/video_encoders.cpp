@@ -50,12 +50,12 @@ class EncoderFactoryBridge final : public webrtc::VideoEncoderFactory {
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(
-    std::shared_ptr<RepeatRequests> repeats) {
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(std::shared_ptr<RepeatRequests> repeats,
+                                                           std::shared_ptr<FrameTrace> trace) {
   auto active = std::make_shared<ActiveRows>();
   auto encoder = std::make_unique<webrtc::LibvpxVp8Encoder>(leanLibvpx(active),
                                                             webrtc::VP8Encoder::Settings());
-  return settling(std::move(encoder), std::move(active), std::move(repeats));
+  return settling(std::move(encoder), std::move(active), std::move(repeats), std::move(trace));
 }
 
 std::vector<VideoCodecInfo> libraryVp8Codecs() {
@@ -66,8 +66,10 @@ std::vector<VideoCodecInfo> libraryVp8Codecs() {
   return codecs;
 }
 
-std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(std::shared_ptr<RepeatRequests> repeats) {
-  return std::make_unique<LibraryEncoder>(makeScreenVp8Encoder(std::move(repeats)));
+std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(std::shared_ptr<RepeatRequests> repeats,
+                                                       std::shared_ptr<FrameTrace> trace) {
+  return std::make_unique<LibraryEncoder>(
+      makeScreenVp8Encoder(std::move(repeats), std::move(trace)));
 }
 
 std::unique_ptr<webrtc::VideoEncoderFactory> bridgeEncoders(

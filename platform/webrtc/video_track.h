@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/rtc.h"
+#include "platform/webrtc/frame_trace.h"
 #include "platform/webrtc/repeat_requests.h"
 #include "platform/webrtc/rtc_engine.h"
 #include "platform/webrtc/screen_source.h"
@@ -17,8 +18,9 @@ namespace tovalin {
 
 class WebRtcVideoSource final : public RtcVideoSource, public RepeatRequests::Receiver {
  public:
-  explicit WebRtcVideoSource(std::shared_ptr<RtcEngine> engine)
-      : engine_(std::move(engine)), native_(rtc::make_ref_counted<ScreenSource>()) {}
+  WebRtcVideoSource(std::shared_ptr<RtcEngine> engine, std::shared_ptr<FrameTrace> trace)
+      : engine_(std::move(engine)),
+        native_(rtc::make_ref_counted<ScreenSource>(std::move(trace))) {}
 
   void push(const PixelBufferRef& pixelBuffer, int64_t timestampNs) override {
     if (pixelBuffer) native_->push(pixelBuffer, timestampNs);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/fatal.h"
+#include "platform/webrtc/frame_trace.h"
 #include "platform/webrtc/network_interfaces.h"
 #include "platform/webrtc/peer_connection.h"
 #include "platform/webrtc/rtc_engine.h"
@@ -25,8 +26,9 @@ using VideoDecoders = webrtc::VideoDecoderFactoryTemplate<webrtc::LibvpxVp8Decod
 class WebRtcFactory final : public RtcPeerConnectionFactory {
  public:
   WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders,
-                std::shared_ptr<RepeatRequests> repeats)
+                std::shared_ptr<RepeatRequests> repeats, std::shared_ptr<FrameTrace> trace)
       : repeats_(std::move(repeats)),
+        trace_(std::move(trace)),
         engine_(RtcEngine::start(bridgeEncoders(std::move(encoders)),
                                  std::make_unique<VideoDecoders>())) {}
 
@@ -38,7 +40,7 @@ class WebRtcFactory final : public RtcPeerConnectionFactory {
   }
 
   std::shared_ptr<RtcVideoSource> createVideoSource() override {
-    auto source = std::make_shared<WebRtcVideoSource>(engine_);
+    auto source = std::make_shared<WebRtcVideoSource>(engine_, trace_);
     repeats_->add(source);
     return source;
   }
@@ -63,12 +65,16 @@ class WebRtcFactory final : public RtcPeerConnectionFactory {
   }
 
   const std::shared_ptr<RepeatRequests> repeats_;
+  const std::shared_ptr<FrameTrace> trace_;
   const std::shared_ptr<RtcEngine> engine_;
 };
 
 class WebRtcLibrary final : public RtcLibrary {
  public:
-  WebRtcLibrary() { rtc::LogMessage::LogToDebug(rtc::LS_NONE); }
+  explicit WebRtcLibrary(const std::string& frameTraceFile)
+      : trace_(std::make_shared<FrameTrace>(frameTraceFile)) {
+    rtc::LogMessage::LogToDebug(rtc::LS_NONE);
+  }
 
   void initializeSsl() override {
     if (!rtc::InitializeSSL()) fatal("SSL support cannot be initialised");
@@ -77,22 +83,23 @@ class WebRtcLibrary final : public RtcLibrary {
   std::vector<VideoCodecInfo> vp8Codecs() const override { return libraryVp8Codecs(); }
 
   std::unique_ptr<RtcVideoEncoder> makeVp8Encoder() override {
-    return makeLibraryVp8Encoder(repeats_);
+    return makeLibraryVp8Encoder(repeats_, trace_);
   }
 
   std::shared_ptr<RtcPeerConnectionFactory> makeFactory(
       std::unique_ptr<RtcVideoEncoderFactory> encoders) override {
-    return std::make_shared<WebRtcFactory>(std::move(encoders), repeats_);
+    return std::make_shared<WebRtcFactory>(std::move(encoders), repeats_, trace_);
   }
 
  private:
   const std::shared_ptr<RepeatRequests> repeats_ = std::make_shared<RepeatRequests>();
+  const std::shared_ptr<FrameTrace> trace_;
 };
 
 }  // namespace
 
-std::unique_ptr<RtcLibrary> makeWebRtcLibrary() {
-  return std::make_unique<WebRtcLibrary>();
+std::unique_ptr<RtcLibrary> makeWebRtcLibrary(const std::string& frameTraceFile) {
+  return std::make_unique<WebRtcLibrary>(frameTraceFile);
 }
 
 }  // namespace tovalin

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "platform/rtc.h"
 #include "platform/webrtc/require_checks.h"
@@ -9,7 +10,8 @@ namespace tovalin {
 
 // The media library behind its port. Costs nothing until the first factory, which starts the
 // library's threads; they are joined when the factory and everything made from it are gone.
-// Silences the library's own log, which would otherwise fill standard error. Main thread.
-std::unique_ptr<RtcLibrary> makeWebRtcLibrary();
+// Silences the library's own log, which would otherwise fill standard error. With a name in
+// `frameTraceFile` the way of each picture is written down there (see FrameTrace). Main thread.
+std::unique_ptr<RtcLibrary> makeWebRtcLibrary(const std::string& frameTraceFile = {});
 
 }  // namespace tovalin

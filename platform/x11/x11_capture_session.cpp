@@ -16,6 +16,10 @@ std::string sizeText(int width, int height) {
   return std::to_string(width) + "x" + std::to_string(height);
 }
 
+int64_t nanoseconds(FramePacing::Time time) {
+  return std::chrono::nanoseconds(time.time_since_epoch()).count();
+}
+
 Error connectionLost() {
   return Error{"the connection to the X server was lost"};
 }
@@ -105,6 +109,7 @@ void CaptureSession::takeEvents() {
     handle(*event, now);
   }
   if (pointer_.suspected()) pacing_.pointerSuspected(now);
+  if (!changeNoticed_ && (!pending_.empty() || pointer_.suspected())) changeNoticed_ = now;
 }
 
 void CaptureSession::handle(const xcb_generic_event_t& event, Time now) {
@@ -154,8 +159,10 @@ std::optional<Error> CaptureSession::takePicture(Time now) {
   if (compareAll) pacing_.checkedEverything();
   if (pointer_.shows()) lookDue_ = now + lookInterval_;
   pending_.clear();
+  const PictureTimes times{nanoseconds(changeNoticed_.value_or(now)), nanoseconds(now)};
+  changeNoticed_.reset();
   takeEvents();
-  if (auto image = maker_.finish()) {
+  if (auto image = maker_.finish(times)) {
     deliver(FrameStatus::complete, std::move(image), now);
   } else if (onlyForPointer) {
     pacing_.tookNone();

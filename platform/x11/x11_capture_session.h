@@ -63,7 +63,8 @@ class CaptureSession {
   FramePacing pacing_;
   FramePacing::Clock::duration lookInterval_;
   Time lookDue_;
-  BandSet pending_;  // rows reported as drawn on since the newest picture
+  std::optional<Time> changeNoticed_;  // the first since the newest picture
+  BandSet pending_;                    // rows reported as drawn on since the newest picture
   // At first too: the layout may have changed before its events were asked for.
   bool layoutChanged_ = true;
   std::weak_ptr<CaptureStreamOutput> output_;

@@ -47,7 +47,7 @@ BandSet FrameMaker::absorb(RowBand rows, unsigned sequence) {
   return rest;
 }
 
-PixelBufferRef FrameMaker::finish() {
+PixelBufferRef FrameMaker::finish(PictureTimes times) {
   PooledFrame& frame = *std::exchange(filling_, nullptr);
   fetched_ = {};
   pool_.markStale(damage_);
@@ -62,7 +62,7 @@ PixelBufferRef FrameMaker::finish() {
   }
   if (damage_.empty()) return nullptr;
   frame.covered.drawOver(frame.canvas, cursor);
-  return pool_.lend(frame, damage_);
+  return pool_.lend(frame, damage_, times);
 }
 
 BandSet FrameMaker::differingRows(const PooledFrame& frame) const {

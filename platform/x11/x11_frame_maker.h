@@ -31,7 +31,7 @@ class FrameMaker {
   BandSet absorb(RowBand rows, unsigned sequence);
 
   // The picture; null when it would look like the one before.
-  PixelBufferRef finish();
+  PixelBufferRef finish(PictureTimes times);
 
  private:
   BandSet differingRows(const PooledFrame& frame) const;

@@ -17,13 +17,14 @@ uint64_t nextStreamIdentity() {
 class FramePool::Picture : public PixelBuffer {
  public:
   Picture(const PooledFrame& frame, std::shared_ptr<Returns> returns, uint64_t streamIdentity,
-          uint64_t pictureNumber, const BandSet& damage)
+          uint64_t pictureNumber, const BandSet& damage, PictureTimes times)
       : memory_(frame.memory),
         canvas_(frame.canvas),
         returns_(std::move(returns)),
         streamIdentity_(streamIdentity),
         pictureNumber_(pictureNumber),
-        damage_(damage) {
+        damage_(damage),
+        times_(times) {
     memory_->lent = true;
   }
 
@@ -41,6 +42,7 @@ class FramePool::Picture : public PixelBuffer {
   uint64_t streamIdentity() const override { return streamIdentity_; }
   uint64_t pictureNumber() const override { return pictureNumber_; }
   std::span<const RowBand> damage() const override { return damage_.bands(); }
+  PictureTimes times() const override { return times_; }
 
  private:
   std::shared_ptr<FrameMemory> memory_;
@@ -49,6 +51,7 @@ class FramePool::Picture : public PixelBuffer {
   uint64_t streamIdentity_;
   uint64_t pictureNumber_;
   BandSet damage_;
+  PictureTimes times_;
 };
 
 FramePool::FramePool(int width, int height, int depth, std::shared_ptr<CaptureWake> wake,
@@ -109,8 +112,9 @@ void FramePool::markStale(const BandSet& rows) {
   for (const auto& frame : frames_) frame->stale.add(rows);
 }
 
-PixelBufferRef FramePool::lend(PooledFrame& frame, const BandSet& damage) {
-  return std::make_shared<Picture>(frame, returns_, streamIdentity_, ++pictureNumber_, damage);
+PixelBufferRef FramePool::lend(PooledFrame& frame, const BandSet& damage, PictureTimes times) {
+  return std::make_shared<Picture>(frame, returns_, streamIdentity_, ++pictureNumber_, damage,
+                                   times);
 }
 
 }  // namespace tovalin

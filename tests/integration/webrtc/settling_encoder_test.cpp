@@ -137,7 +137,8 @@ class SettlingEncoderTest : public testing::Test {
   const std::shared_ptr<RepeatRequests> repeats_ = std::make_shared<RepeatRequests>();
   const std::shared_ptr<ActiveRows> active_ = std::make_shared<ActiveRows>();
   const std::unique_ptr<webrtc::VideoEncoder> encoder_ =
-      settling(std::make_unique<FakeEncoder>(inner_), active_, repeats_);
+      settling(std::make_unique<FakeEncoder>(inner_), active_, repeats_,
+               std::make_shared<FrameTrace>(std::string()));
 };
 
 TEST_F(SettlingEncoderTest, RepeatsOfASettledPictureGoByAsIfTheyHadBeenEncoded) {

@@ -32,7 +32,8 @@ constexpr auto kDelta = webrtc::VideoFrameType::kVideoFrameDelta;
 constexpr auto kKey = webrtc::VideoFrameType::kVideoFrameKey;
 
 std::unique_ptr<webrtc::VideoEncoder> screenEncoder() {
-  return makeScreenVp8Encoder(std::make_shared<RepeatRequests>());
+  return makeScreenVp8Encoder(std::make_shared<RepeatRequests>(),
+                              std::make_shared<FrameTrace>(std::string()));
 }
 
 class Screen final : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCallback {

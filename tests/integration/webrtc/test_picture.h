@@ -41,6 +41,7 @@ class TestPicture final : public PixelBuffer {
   uint64_t streamIdentity() const override { return stream_; }
   uint64_t pictureNumber() const override { return number_; }
   std::span<const RowBand> damage() const override { return damage_; }
+  PictureTimes times() const override { return times_; }
 
   void fill(int left, int top, int right, int bottom, Colour colour) {
     for (int y = top; y < bottom; ++y) {
@@ -55,6 +56,7 @@ class TestPicture final : public PixelBuffer {
     }
   }
 
+  void setTimes(PictureTimes times) { times_ = times; }
   void setDamage(std::vector<RowBand> damage) { damage_ = std::move(damage); }
 
   // The next picture of the stream: the same pixels so far, nothing damaged.
@@ -71,6 +73,7 @@ class TestPicture final : public PixelBuffer {
   uint64_t stream_;
   uint64_t number_;
   std::vector<RowBand> damage_;
+  PictureTimes times_;
   std::vector<uint8_t> bytes_;
 };
 
