@@ -83,6 +83,8 @@ class Screen final : public webrtc::EncodedImageCallback, public webrtc::Decoded
   }
 
   int images() const { return images_; }
+  // That of the last image.
+  int profile() const { return profile_; }
   // In dB, of these rows.
   double sharpness(const I420& original, RowBand rows = kAll) const {
     return libyuv::CalcFramePsnr(original->DataY() + rows.top * original->StrideY(),
@@ -99,6 +101,7 @@ class Screen final : public webrtc::EncodedImageCallback, public webrtc::Decoded
   Result OnEncodedImage(const webrtc::EncodedImage& image,
                         const webrtc::CodecSpecificInfo*) override {
     ++images_;
+    profile_ = image.data()[0] >> 1 & 7;  // of the frame tag (RFC 6386, 9.1)
     EXPECT_EQ(decoder_->Decode(image, false, 0), WEBRTC_VIDEO_CODEC_OK);
     return Result(Result::OK);
   }
@@ -111,6 +114,7 @@ class Screen final : public webrtc::EncodedImageCallback, public webrtc::Decoded
   const std::unique_ptr<webrtc::VideoDecoder> decoder_ = webrtc::VP8Decoder::Create();
   std::chrono::microseconds now_ = 1h;
   int images_ = 0;
+  int profile_ = -1;
   I420 seen_;
 };
 
@@ -201,6 +205,14 @@ TEST(SettlingVp8Test, AfterMotionTheWholeScreenBecomesSharpThoughALineKeepsChang
   }
   EXPECT_LT(inMotion, 38.0);
   EXPECT_GT(screen.sharpness(picture), 40.0);
+}
+
+TEST(SettlingVp8Test, EveryPictureIsOfTheProfileForText) {
+  Screen screen(screenEncoder(), 5000);
+  EXPECT_TRUE(screen.shows(detailed(1), Screen::kAll));
+  EXPECT_EQ(screen.profile(), 1);
+  EXPECT_TRUE(screen.shows(detailed(2), Screen::kAll));
+  EXPECT_EQ(screen.profile(), 1);
 }
 
 }  // namespace
