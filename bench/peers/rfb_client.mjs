@@ -50,9 +50,10 @@ export class RfbClient {
   #watched = 0;
   #seen = -1;
   #changed = null;
-  updates = 0;
+  #missing; // pixels that no update has brought yet; servers may send the first picture in parts
+  #complete;
 
-  /** `encoding` is "raw" or "zrle". */
+  /** `encoding` is "raw" or "zrle". The client has the whole screen when it is there. */
   static async connect(port, encoding) {
     const client = new RfbClient();
     await client.#open(port, encoding === 'zrle' ? [kZrle, kRaw] : [kRaw]);
@@ -116,6 +117,7 @@ export class RfbClient {
     this.height = header.readUInt16BE(2);
     await this.#inbox.read(header.readUInt32BE(20));
     this.#screen = new Uint32Array(this.width * this.height);
+    this.#missing = this.#screen.length;
 
     // 32 bits, little-endian, eight bits a channel: 0x00RRGGBB.
     this.#socket.write(Buffer.from(
@@ -126,8 +128,11 @@ export class RfbClient {
     encodings.forEach((encoding, index) => list.writeInt32BE(encoding, 4 + 4 * index));
     this.#socket.write(list);
     this.#request(false);
-    this.#follow().catch(() => {});
-    while (this.updates === 0) await new Promise((resolve) => setImmediate(resolve));
+    await new Promise((resolve, reject) => {
+      this.#complete = resolve;
+      this.#socket.once('close', () => reject(new Error('the RFB server hung up')));
+      this.#follow().catch(reject);
+    });
   }
 
   #request(incremental) {
@@ -171,8 +176,9 @@ export class RfbClient {
       };
       if (header.readInt32BE(8) === kZrle) await this.#zrle(area);
       else await this.#raw(area);
+      this.#missing -= area.width * area.height;
     }
-    ++this.updates;
+    if (this.#missing <= 0) this.#complete();
     const now = this.#screen[this.#watched];
     if (now === this.#seen) return;
     this.#seen = now;

@@ -37,7 +37,7 @@ async function isListening(port) {
   }
 }
 
-/** Starts one on the desktop and connects to it: {program, client}. */
+/** Starts one on the desktop: {program, connect()}; `connect` gives a client that sees the screen. */
 export async function openRfb(desktop, name, encoding) {
   const port = await freePort();
   const program = desktop.run(...kCommands[name](desktop.display, port));
@@ -46,5 +46,5 @@ export async function openRfb(desktop, name, encoding) {
     if (Date.now() > deadline) throw new Error(`${name} does not listen: ${program.err.lines}`);
     await pause(50);
   }
-  return { program, client: await RfbClient.connect(port, encoding) };
+  return { program, connect: () => RfbClient.connect(port, encoding) };
 }

@@ -1,0 +1,69 @@
+// The comparison as tables, and the figures of each system that tables and plot both show.
+
+import { kScenes } from './scenes.mjs';
+import { median, quantile } from './statistics.mjs';
+
+const number = (value) => (value < 10 ? value.toFixed(1) : value.toFixed(0));
+const across = (rounds, read) => median(rounds.map(read));
+
+/**
+ * Of each system, medians of its rounds: name, p50 and p95 of click to photon and `first` picture in
+ * milliseconds, `cpu` of each scene in percent of a core, `memory` in MB, and `kbps`, the kilobytes a
+ * second of the scrolling scene.
+ */
+export function summaries({ systems }) {
+  return Object.entries(systems).map(([name, rounds]) => {
+    const total = (part) =>
+      across(rounds, ({ clicks }) => quantile(clicks.map((click) => click.total), part));
+    return {
+      name,
+      p50: total(0.5),
+      p95: total(0.95),
+      first: across(rounds, ({ first }) => median(first)),
+      cpu: Object.keys(kScenes).map((scene) => across(rounds, ({ scenes }) => scenes[scene].cpu)),
+      memory: across(rounds, ({ scenes }) => scenes.scrolling.memory),
+      kbps: across(rounds, ({ scenes }) => scenes.scrolling.kbps),
+    };
+  });
+}
+
+function printComparison(results) {
+  const { size, cores, rounds, clicks, visits } = results.about;
+  console.log(`\n${size} in Xvfb, loopback, ${cores} cores; medians of ${rounds} x ${clicks} clicks and` +
+    ` ${visits} visits\n`);
+  console.log('| System | click to photon p50 / p95 ms | first picture ms |' +
+    ' CPU static / typing / scrolling, % of a core | resident MB | scrolling kB/s |');
+  console.log(`|${'---|'.repeat(6)}`);
+  for (const { name, p50, p95, first, cpu, memory, kbps } of summaries(results)) {
+    const cells = [`${number(p50)} / ${number(p95)}`, number(first), cpu.map(number).join(' / '),
+      number(memory), number(kbps)];
+    console.log(`| ${name} | ${cells.join(' | ')} |`);
+  }
+}
+
+function printStages({ systems }) {
+  const stages = ['press', 'host', 'decode', 'show'];
+  console.log('\nWhere the time goes, medians in ms\n');
+  console.log(`| System | ${stages.join(' | ')} |\n|---|${'---|'.repeat(stages.length)}`);
+  for (const [name, rounds] of Object.entries(systems)) {
+    const cells = stages.map((stage) => {
+      const values = rounds.flatMap(({ clicks }) => clicks.map((click) => click[stage]));
+      return values[0] === undefined ? '' : number(median(values));
+    });
+    console.log(`| ${name} | ${cells.join(' | ')} |`);
+  }
+}
+
+function printBare({ grab, convert, encode, kbps }) {
+  const percent = (milliseconds) => number(milliseconds * 3); // of a core, at 30 pictures a second
+  console.log(`\nBare libraries beside another busy program, scrolling, ms a picture: grab ${grab},` +
+    ` convert ${convert}, encode ${encode} at ${number(kbps)} kB/s; ${percent(grab + convert + encode)}` +
+    ` % of a core at 30 a second, ${percent(encode)} % for the encoder alone.`);
+}
+
+/** Prints what compare.mjs has measured. */
+export function printTables(results) {
+  printComparison(results);
+  printStages(results);
+  if (results.bare) printBare(results.bare);
+}
