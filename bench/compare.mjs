@@ -12,6 +12,7 @@ import { Desktop } from '../tests/e2e/support/desktop.mjs';
 import { cpuSeconds, residentMb } from './process_figures.mjs';
 import { kScenes, play } from './scenes.mjs';
 import { median } from './statistics.mjs';
+import { openGstreamer } from './systems/gstreamer.mjs';
 import { openHost } from './systems/host.mjs';
 import { openRfbPeer } from './systems/rfb.mjs';
 import { printTables } from './tables.mjs';
@@ -35,12 +36,13 @@ const kSystems = {
   'this host': openHost,
   'this host, a viewer that asks nothing':
     (desktop, folder) => openHost(desktop, folder, { asks: false }),
+  'GStreamer, webrtcbin': openGstreamer,
   'x11vnc, zrle': (desktop) => openRfbPeer(desktop, 'x11vnc', 'zrle'),
   'x11vnc, raw': (desktop) => openRfbPeer(desktop, 'x11vnc', 'raw'),
   'TigerVNC, zrle': (desktop) => openRfbPeer(desktop, 'x0vncserver', 'zrle'),
   'TigerVNC, raw': (desktop) => openRfbPeer(desktop, 'x0vncserver', 'raw'),
 };
-const kQuickly = ['this host', 'x11vnc, zrle', 'TigerVNC, zrle'];
+const kQuickly = ['this host', 'GStreamer, webrtcbin', 'x11vnc, zrle', 'TigerVNC, zrle'];
 
 /** What one system takes while one scene plays. */
 async function cost(system, desktop, scene) {
