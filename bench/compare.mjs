@@ -1,7 +1,7 @@
 // The host beside other ways to show this desktop, in one run on one machine: how long a click takes
 // to change the picture, how soon there is a first one, and what watching costs in three scenes.
 // `--quick` takes fewer systems and clicks and shorter scenes; `--rounds N` and `--only NAME` what
-// they say; `--json FILE` keeps every figure.
+// they say; `--json FILE` keeps every figure, `--svg FILE` draws them.
 
 import fs from 'node:fs/promises';
 import os from 'node:os';
@@ -9,6 +9,7 @@ import path from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
 import { parseArgs } from 'node:util';
 import { Desktop } from '../tests/e2e/support/desktop.mjs';
+import { plotted } from './plot.mjs';
 import { cpuSeconds, residentMb } from './process_figures.mjs';
 import { kScenes, play } from './scenes.mjs';
 import { median } from './statistics.mjs';
@@ -20,7 +21,7 @@ import { printTables } from './tables.mjs';
 const { values: kOptions } = parseArgs({
   options: {
     quick: { type: 'boolean' }, rounds: { type: 'string' }, only: { type: 'string' },
-    json: { type: 'string' },
+    json: { type: 'string' }, svg: { type: 'string' },
   },
 });
 const kQuick = kOptions.quick;
@@ -135,3 +136,5 @@ try {
 }
 printTables(results);
 await keep(results);
+if (kOptions.svg) await fs.writeFile(kOptions.svg, plotted(results));
+for (const file of [kOptions.json, kOptions.svg].filter(Boolean)) console.log(`Kept: ${file}`);
