@@ -33,7 +33,10 @@ export class LineLog {
   /** No line will follow; whoever still waits is told why. */
   end(reason) {
     this.#ended = reason;
-    for (const waiter of this.#waiting) waiter.fail(this.#trouble(waiter.pattern, reason));
+    for (const waiter of this.#waiting) {
+      clearTimeout(waiter.timer);
+      waiter.fail(this.#trouble(waiter.pattern, reason));
+    }
     this.#waiting.clear();
   }
 
