@@ -111,8 +111,7 @@ async function keep(results) {
 }
 
 const systems = Object.entries(kSystems)
-  .filter(([name]) => !kQuick || kQuickly.includes(name))
-  .filter(([name]) => !kOptions.only || name.includes(kOptions.only));
+  .filter(([name]) => (kOptions.only ? name.includes(kOptions.only) : !kQuick || kQuickly.includes(name)));
 if (systems.length === 0) throw new Error(`no system is called ${kOptions.only}`);
 const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));
 const results = {
