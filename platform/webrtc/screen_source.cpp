@@ -76,11 +76,15 @@ void ScreenSource::Feed::push(const PixelBuffer& picture, int64_t timestampNs) {
     changed = converter_.changedSince(delivered_->number, height);
   }
   delivered_ = {picture.streamIdentity(), picture.pictureNumber()};
+  // The library calls a rectangle empty that has neither width nor height, and ends the program
+  // when two that have only a width are added up.
+  const bool isRepeat = changed.top == changed.bottom;
   OnFrame(webrtc::VideoFrame::Builder()
               .set_video_frame_buffer(converted)
               .set_rotation(webrtc::kVideoRotation_0)
               .set_timestamp_us(timestampUs)
-              .set_update_rect(Rect{0, changed.top, width, changed.bottom - changed.top})
+              .set_update_rect(isRepeat ? Rect{}
+                                        : Rect{0, changed.top, width, changed.bottom - changed.top})
               .build());
 }
 
