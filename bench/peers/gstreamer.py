@@ -18,7 +18,7 @@ gi.require_version("GstWebRTC", "1.0")
 from gi.repository import GLib, Gst, GstSdp, GstWebRTC  # noqa: E402
 
 # Asking for damage costs ximagesrc more than the copy it saves: 134 instead of 83 % of a core with
-# scrolling text. The encoder is set as the host sets its own where both have the knob. GStreamer estimates no
+# scrolling text. The encoder is set as the media library sets the host's. GStreamer estimates no
 # bandwidth here, so its rate is fixed, to what the host takes for scrolling text on a free line.
 PIPELINE = """
     ximagesrc show-pointer=true use-damage=false ! video/x-raw,framerate=30/1
