@@ -41,7 +41,7 @@ function prepare(beside) {
 }
 
 /** Milliseconds to add to the page's clock to get those of CLOCK_MONOTONIC. */
-async function clockOffset(page) {
+export async function clockOffset(page) {
   let best = { trip: Infinity, offset: 0 };
   for (let i = 0; i < 30; ++i) {
     const before = Number(process.hrtime.bigint()) / 1e6;
