@@ -3,14 +3,39 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
+thread_local bool searching = false;
 thread_local void* largeBlock = nullptr;
-thread_local std::size_t largeBlockSize = 0;
+thread_local std::size_t largeSize = 0;
+
+void forget() {
+  largeBlock = nullptr;
+  largeSize = 0;
+}
+
+// The whole pages of the remembered block from so many bytes on.
+struct Pages {
+  explicit Pages(std::size_t from = 0)
+      : size(static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE))),
+        begin(
+            (reinterpret_cast<std::uintptr_t>(largeBlock) + std::min(from, largeSize) + size - 1) /
+            size * size),
+        end((reinterpret_cast<std::uintptr_t>(largeBlock) + largeSize) / size * size) {}
+
+  std::uintptr_t size;
+  std::uintptr_t begin;
+  std::uintptr_t end;
+};
+
+void giveBack(std::uintptr_t begin, std::uintptr_t end) {
+  if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
+}
 
 bool isZero(const char* page, std::size_t size) {
   return page[0] == 0 && std::memcmp(page, page + 1, size - 1) == 0;
@@ -25,43 +50,50 @@ extern "C" void __libc_free(void* block);
 // For every library in the process, as any replacement of an allocator would be.
 extern "C" void* malloc(std::size_t size) {
   void* const block = __libc_malloc(size);
-  if (size >= tovalin::kLargeBlock && size > largeBlockSize && block != nullptr) {
+  if (size >= tovalin::kLargeBlock && searching && size > largeSize && block != nullptr) {
     largeBlock = block;
-    largeBlockSize = size;
+    largeSize = size;
   }
   return block;
 }
 
 extern "C" void free(void* block) noexcept {
   // Its pages may belong to somebody else from now on.
-  if (block != nullptr && block == largeBlock) tovalin::forgetLargeBlock();
+  if (block != nullptr && block == largeBlock) forget();
   __libc_free(block);
 }
 
 namespace tovalin {
 
-void forgetLargeBlock() {
-  largeBlock = nullptr;
-  largeBlockSize = 0;
+LargeBlockSearch::LargeBlockSearch() {
+  forget();
+  searching = true;
 }
 
-void giveBackLargeBlock() {
-  if (largeBlock == nullptr) return;
-  const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto start = reinterpret_cast<std::uintptr_t>(largeBlock);
-  const auto end = (start + largeBlockSize) / pageSize * pageSize;
-  auto page = (start + pageSize - 1) / pageSize * pageSize;
-  while (page < end) {
+LargeBlockSearch::~LargeBlockSearch() {
+  searching = false;
+}
+
+std::size_t largeBlockSize() {
+  return largeSize;
+}
+
+void giveBackZeros() {
+  const Pages pages;
+  auto page = pages.begin;
+  while (page < pages.end) {
     auto after = page;
-    while (after < end && isZero(reinterpret_cast<const char*>(after), pageSize)) {
-      after += pageSize;
+    while (after < pages.end && isZero(reinterpret_cast<const char*>(after), pages.size)) {
+      after += pages.size;
     }
-    if (after > page) {
-      madvise(reinterpret_cast<void*>(page), after - page, MADV_DONTNEED);
-    }
-    page = after + pageSize;
+    giveBack(page, after);
+    page = after + pages.size;
   }
-  forgetLargeBlock();
+}
+
+void discardLargeBlock(std::size_t kept) {
+  const Pages pages(kept);
+  giveBack(pages.begin, pages.end);
 }
 
 }  // namespace tovalin

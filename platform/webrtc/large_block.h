@@ -7,16 +7,30 @@
 namespace tovalin {
 
 // libvpx takes far more memory than it uses and writes zeros to all of it. To find that memory
-// again this program's malloc remembers, for each thread, the largest block that was taken; blocks
-// that may be of interest have at least this size, in bytes.
+// again this program's malloc remembers, for each thread, the largest block that was taken during
+// the life of such an object; blocks that may be of interest have at least this size, in bytes. One
+// object a thread at a time. What was found is remembered until the next object, or until the
+// thread frees it; that another thread frees it must not happen.
 constexpr std::size_t kLargeBlock = std::size_t{24} << 20;
 
-// What was remembered on this thread is no longer of interest.
-void forgetLargeBlock();
+class LargeBlockSearch {
+ public:
+  LargeBlockSearch();
+  ~LargeBlockSearch();
+
+  LargeBlockSearch(const LargeBlockSearch&) = delete;
+  LargeBlockSearch& operator=(const LargeBlockSearch&) = delete;
+};
+
+// The size of what this thread remembers, in bytes; 0 for nothing.
+std::size_t largeBlockSize();
 
 // Returns the zeroed pages of the remembered block to the system; they read as zeros ever after.
-// The block must be in use by this thread alone. One that this thread has freed is forgotten; that
-// another thread frees it must not happen. Without a block nothing happens.
-void giveBackLargeBlock();
+// The block must be in use by this thread alone. Without one nothing happens.
+void giveBackZeros();
+
+// Returns all of the block to the system but so many bytes at its beginning, as far as whole pages
+// go. For a block whose contents nobody needs any more. Without one nothing happens.
+void discardLargeBlock(std::size_t kept);
 
 }  // namespace tovalin

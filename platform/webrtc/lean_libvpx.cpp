@@ -10,7 +10,7 @@
 namespace tovalin {
 namespace {
 
-constexpr int kBlock = 16;  // rows and columns of a macroblock
+constexpr unsigned kBlock = 16;  // rows and columns of a macroblock
 
 // VP8's profile 1: the simple loop filter and bilinear prediction in place of the six-tap one,
 // which every decoder knows. On text that is the better choice, not only the cheaper one. Scrolling
@@ -24,6 +24,26 @@ vpx_codec_enc_cfg_t forScreens(const vpx_codec_enc_cfg_t& settings) {
   return ours;
 }
 
+// libvpx 1.12 makes its list of tokens for a picture in which every coefficient counts, 50 MB at
+// 1920x1080, and clears it all. A picture uses a tenth of it, from the beginning, a key frame of
+// text a quarter; with the next picture it is written anew. So what a single large picture has
+// filled is returned to the system some pictures later.
+constexpr unsigned kTokensLife = 64;
+constexpr std::size_t kTokensKept = std::size_t{4} << 20;
+
+unsigned blocksAlong(unsigned pixels) {
+  return (pixels + kBlock - 1) / kBlock;
+}
+
+// Whether that list is what has been remembered on this thread, by its size: 24 blocks with 16
+// tokens of 16 bytes each for every macroblock, and what its alignment takes.
+bool isTokenList(const vpx_image_t& image) {
+  constexpr std::size_t kPerMacroblock = 24 * 16 * 16;
+  constexpr std::size_t kAlignment = 64;
+  const auto exact = kPerMacroblock * blocksAlong(image.d_w) * blocksAlong(image.d_h);
+  return largeBlockSize() >= exact && largeBlockSize() - exact <= kAlignment;
+}
+
 // Passes everything on but what it is for.
 class LeanLibvpx final : public webrtc::LibvpxInterface {
  public:
@@ -32,12 +52,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   vpx_codec_err_t codec_enc_init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
                                  const vpx_codec_enc_cfg_t* settings,
                                  vpx_codec_flags_t flags) const override {
-    forgetLargeBlock();
     const auto ours = forScreens(*settings);
+    const LargeBlockSearch search;
     const auto result = libvpx_->codec_enc_init(context, codec, &ours, flags);
-    // The list of tokens is made for a picture in which every coefficient counts, 50 MB at
-    // 1920x1080. libvpx clears it all, but a picture uses a tenth of it, from the beginning.
-    if (result == VPX_CODEC_OK) giveBackLargeBlock();
+    if (result == VPX_CODEC_OK) giveBackZeros();
+    pictures_ = 0;
     return result;
   }
 
@@ -45,7 +64,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
                                vpx_codec_pts_t time, uint64_t duration, vpx_enc_frame_flags_t flags,
                                uint64_t deadline) const override {
     if (image != nullptr) activate(context, *image, (flags & VPX_EFLAG_FORCE_KF) != 0);
-    return libvpx_->codec_encode(context, image, time, duration, flags, deadline);
+    const auto result = libvpx_->codec_encode(context, image, time, duration, flags, deadline);
+    if (image != nullptr && ++pictures_ % kTokensLife == 0 && isTokenList(*image)) {
+      discardLargeBlock(kTokensKept);
+    }
+    return result;
   }
 
   vpx_image_t* img_alloc(vpx_image_t* image, vpx_img_fmt_t format, unsigned width, unsigned height,
@@ -143,8 +166,8 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
 
  private:
   void activate(vpx_codec_ctx_t* context, const vpx_image_t& image, bool keyFrame) const {
-    const unsigned rows = (image.d_h + kBlock - 1) / kBlock;
-    const unsigned columns = (image.d_w + kBlock - 1) / kBlock;
+    const unsigned rows = blocksAlong(image.d_h);
+    const unsigned columns = blocksAlong(image.d_w);
     vpx_active_map_t map{nullptr, rows, columns};  // no map: everything is active
     if (active_->rows && !keyFrame) {
       const auto blockRow = [rows](int row) {
@@ -163,6 +186,7 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
 
   const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = webrtc::LibvpxInterface::Create();
   const std::shared_ptr<const ActiveRows> active_;
+  mutable unsigned pictures_ = 0;
   mutable std::vector<unsigned char> blocks_;  // kept, so that a picture needs no allocation
 };
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -40,49 +41,73 @@ size_t residentPages(const Block& block, size_t size) {
   return static_cast<size_t>(std::ranges::count_if(resident, [](auto page) { return page & 1; }));
 }
 
+// The block that a search finds among others.
+Block found(size_t size) {
+  const LargeBlockSearch search;
+  return cleared(size);
+}
+
 TEST(LargeBlockTest, ZeroedPagesAreGivenBackAndReadAsZeros) {
-  forgetLargeBlock();
-  const Block block = cleared(kSize);
+  const Block block = found(kSize);
+  EXPECT_EQ(largeBlockSize(), kSize);
   ASSERT_GT(residentPages(block, kSize), kSize / kPage - 4);
-  giveBackLargeBlock();
+  giveBackZeros();
   EXPECT_EQ(residentPages(block, kSize), 0u);
   EXPECT_TRUE(std::all_of(block.get(), block.get() + kSize, [](char byte) { return byte == 0; }));
 }
 
 TEST(LargeBlockTest, PagesThatHoldAnythingAreKept) {
-  forgetLargeBlock();
-  const Block block = cleared(kSize);
+  const Block block = found(kSize);
   const std::vector<size_t> places{0, 5 * kPage + 17, kSize / 2, kSize - 1};
   for (const size_t place : places) block.get()[place] = 'x';
-  giveBackLargeBlock();
+  giveBackZeros();
   EXPECT_LE(residentPages(block, kSize), places.size());
   for (const size_t place : places) EXPECT_EQ(block.get()[place], 'x') << place;
 }
 
-TEST(LargeBlockTest, SmallBlocksForgottenOnesAndThoseOfOtherThreadsAreLeftAlone) {
-  forgetLargeBlock();
-  const Block small = cleared(kLargeBlock / 2);
-  giveBackLargeBlock();
-  EXPECT_GT(residentPages(small, kLargeBlock / 2), kLargeBlock / 2 / kPage - 4);
-
-  const Block forgotten = cleared(kSize);
-  forgetLargeBlock();
-  giveBackLargeBlock();
-  EXPECT_GT(residentPages(forgotten, kSize), kSize / kPage - 4);
-
-  Block other;
-  std::thread([&] { other = cleared(kSize); }).join();
-  giveBackLargeBlock();
-  EXPECT_GT(residentPages(other, kSize), kSize / kPage - 4);
+TEST(LargeBlockTest, WhatNobodyNeedsIsDiscardedBeyondTheBeginning) {
+  const Block block = found(kSize);
+  std::memset(block.get(), 'x', kSize);
+  constexpr size_t kKept = 1'000'000;
+  discardLargeBlock(kKept);
+  EXPECT_TRUE(std::all_of(block.get(), block.get() + kKept, [](char byte) { return byte == 'x'; }));
+  EXPECT_LE(residentPages(block, kSize), kKept / kPage + 1);
+  block.get()[kSize / 2] = 'y';
+  EXPECT_EQ(block.get()[kSize / 2], 'y') << "it can be used again";
 }
 
-TEST(LargeBlockTest, AFreedBlockIsForgottenAndTheNextOneCounts) {
-  forgetLargeBlock();
-  cleared(2 * kSize).reset();
-  giveBackLargeBlock();
-  const Block block = cleared(kSize);
-  giveBackLargeBlock();
+TEST(LargeBlockTest, OnlyTheLargestBlockThatThisThreadTakesDuringASearchIsRemembered) {
+  const Block before = cleared(2 * kSize);
+  Block small, block, other;
+  {
+    const LargeBlockSearch search;
+    small = cleared(kLargeBlock / 2);
+    block = cleared(kSize);
+    std::thread([&] { other = cleared(2 * kSize); }).join();
+  }
+  const Block after = cleared(2 * kSize);
+  EXPECT_EQ(largeBlockSize(), kSize);
+  giveBackZeros();
   EXPECT_EQ(residentPages(block, kSize), 0u);
+  for (const Block* left : std::initializer_list<const Block*>{&before, &other, &after}) {
+    EXPECT_GT(residentPages(*left, 2 * kSize), 2 * kSize / kPage - 4);
+  }
+  EXPECT_GT(residentPages(small, kLargeBlock / 2), kLargeBlock / 2 / kPage - 4);
+}
+
+TEST(LargeBlockTest, AFreedBlockIsForgotten) {
+  found(kSize).reset();
+  EXPECT_EQ(largeBlockSize(), 0u);
+  giveBackZeros();
+  discardLargeBlock(0);
+}
+
+TEST(LargeBlockTest, ANewSearchForgetsWhatTheLastOneFound) {
+  const Block block = found(kSize);
+  { const LargeBlockSearch search; }
+  EXPECT_EQ(largeBlockSize(), 0u);
+  giveBackZeros();
+  EXPECT_GT(residentPages(block, kSize), kSize / kPage - 4);
 }
 
 }  // namespace
