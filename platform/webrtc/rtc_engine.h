@@ -8,8 +8,13 @@
 #include <api/video_codecs/video_encoder_factory.h>
 #include <rtc_base/thread.h>
 
+#include <future>
 #include <memory>
 #include <utility>
+
+namespace cricket {
+class SrtpSession;
+}
 
 namespace tovalin {
 
@@ -54,6 +59,7 @@ class RtcEngine {
 
   bool runsThisThread() const;
 
+  std::future<std::unique_ptr<cricket::SrtpSession>> idleSrtp_;
   std::unique_ptr<webrtc::TaskQueueFactory> audioQueues_;
   std::unique_ptr<rtc::Thread> network_;
   std::unique_ptr<rtc::Thread> worker_;
