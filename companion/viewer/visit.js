@@ -1,4 +1,4 @@
-import { raiseBitrateCeiling } from './sdp.js';
+import { letHostBeginHandshake, raiseBitrateCeiling } from './sdp.js';
 
 /**
  * One peer connection to the host, which always makes the offer; a new offer needs a new Visit.
@@ -47,11 +47,22 @@ export class Visit {
 
   async accept(sdp) {
     await this.#peer.setRemoteDescription({ type: 'offer', sdp });
-    const answer = await this.#peer.createAnswer();
-    await this.#peer.setLocalDescription(answer);
+    const { sdp: answer } = await this.#peer.createAnswer();
+    const local = await this.#describe(letHostBeginHandshake(answer), answer);
     if (this.#closed) return;
-    this.#send({ type: 'answer', sdp: raiseBitrateCeiling(answer.sdp) });
+    this.#send({ type: 'answer', sdp: raiseBitrateCeiling(local) });
     for (const candidate of this.#early.splice(0)) await this.#add(candidate);
+  }
+
+  // A browser may insist on the description that it has made.
+  async #describe(wanted, made) {
+    try {
+      await this.#peer.setLocalDescription({ type: 'answer', sdp: wanted });
+      return wanted;
+    } catch {
+      await this.#peer.setLocalDescription({ type: 'answer', sdp: made });
+      return made;
+    }
   }
 
   /** Candidates may overtake the offer's processing; they are kept until it is done. */

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { raiseBitrateCeiling } from '../../../companion/viewer/sdp.js';
+import { letHostBeginHandshake, raiseBitrateCeiling } from '../../../companion/viewer/sdp.js';
 
 const sdp = (...lines) => [...lines, ''].join('\r\n');
 const kRates = 'x-google-max-bitrate=30000;x-google-start-bitrate=6000';
@@ -30,4 +30,16 @@ test('a lower bandwidth line is lifted, a higher one kept', () => {
 test('an answer without VP8 is left as it is', () => {
   const answer = sdp('v=0', 'b=AS:100', 'a=rtpmap:98 VP9/90000', 'a=fmtp:98 profile-id=0');
   assert.equal(raiseBitrateCeiling(answer), answer);
+});
+
+test('the host begins the handshake of every section', () => {
+  const answer = (role) => sdp('m=video 9 x 96', `a=setup:${role}`, 'a=mid:0', 'm=application 9 x y',
+    `a=setup:${role}`, 'a=mid:1');
+  assert.equal(letHostBeginHandshake(answer('active')), answer('passive'));
+  assert.equal(letHostBeginHandshake(answer('passive')), answer('passive'));
+});
+
+test('nothing but the role in the handshake is changed', () => {
+  const answer = sdp('a=setup:activeness', 's=a=setup:active', 'a=mid:active');
+  assert.equal(letHostBeginHandshake(answer), answer);
 });
