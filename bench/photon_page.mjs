@@ -32,8 +32,10 @@ function prepare(beside) {
       if (Math.abs((await brightness()) - before) < 60) continue;
       return {
         pressed: bench.pressedAt,
+        rtp: metadata.rtpTimestamp,
         received: metadata.receiveTime,
-        decoding: metadata.processingDuration * 1000,
+        decoded: metadata.receiveTime + metadata.processingDuration * 1000,
+        presented: metadata.presentationTime,
         seen: performance.now(),
       };
     }
@@ -54,17 +56,29 @@ export async function clockOffset(page) {
 }
 
 /**
- * Clicks so often into the middle of the picture, where a click_target changes its colour. Each
- * result in milliseconds: total, and its parts press (click to the program's press), host (press to
- * the last packet's arrival), decode, and show.
+ * The stages of a click's answer, in their order: to the program's press, to the host's notice of the
+ * change, to the grab, to the conversion, to its end, to the encoder, to its end, to the last packet in
+ * the browser, to the decoded picture, to the compositor, which is the end; and beyond it, display,
+ * until the page's next animation frame, when a screen of 60 Hz gets it. What cannot look inside has
+ * answer, from the press to the last packet or to the changed pixels, in place of those between.
  */
-export async function photonsOfPage(page, target, count) {
+export const kStages = [
+  'press', 'notice', 'pace', 'grab', 'convert', 'queue', 'encode', 'send', 'answer', 'decode', 'show',
+  'display',
+];
+const kOfHost = ['noticed', 'taken', 'begun', 'converted', 'encoding', 'encoded'];
+
+/**
+ * Clicks so often into the middle of the picture, where a click_target changes its colour. Each
+ * result in milliseconds: total and its stages, those of the host where there is a PictureTrace.
+ */
+export async function photonsOfPage(page, target, count, trace) {
   await page.evaluate(prepare, kBeside);
   const offset = await clockOffset(page);
   const { width, height } = page.viewportSize();
   const [x, y] = [width / 2, height / 2];
   await page.mouse.move(x, y);
-  const results = [];
+  const answers = [];
   for (let i = 0; i < count; ++i) {
     await pause(kPauseMs[0] + Math.random() * (kPauseMs[1] - kPauseMs[0]));
     const since = target.out.mark();
@@ -73,18 +87,23 @@ export async function photonsOfPage(page, target, count) {
     await page.evaluate(() => new Promise((resolve) => setTimeout(resolve, 20)));
     await page.mouse.down();
     await page.mouse.up();
-    const { pressed, received, decoding, seen } = await change;
+    const answer = await change;
     const [ns] = await target.out.next(/^\d+$/, { since });
-    const press = Number(ns) / 1e6 - offset;
-    results.push({
-      total: seen - pressed,
-      press: press - pressed,
-      host: received - press,
-      decode: decoding,
-      show: seen - received - decoding,
-    });
+    answers.push({ ...answer, press: Number(ns) / 1e6 - offset });
   }
-  return results;
+  const pictures = await trace?.pictures(answers.map(({ rtp }) => rtp));
+  return answers.map((answer, i) => stagesOf(answer, pictures?.[i], offset));
+}
+
+function stagesOf({ pressed, press, received, decoded, presented, seen }, picture, offset) {
+  const inside = picture ? kOfHost.map((name) => picture[name] - offset) : [];
+  const moments = [pressed, press, ...inside, received, decoded, presented, seen];
+  const without = picture ? ['answer'] : kStages.slice(1, 8);
+  const stages = kStages.filter((name) => !without.includes(name));
+  return {
+    total: presented - pressed,
+    ...Object.fromEntries(stages.map((name, i) => [name, moments[i + 1] - moments[i]])),
+  };
 }
 
 /** The same for an RFB client, whose parts are press and answer. */
@@ -103,7 +122,7 @@ export async function photonsOfRfb(client, target, count) {
     const seen = await change;
     const [ns] = await target.out.next(/^\d+$/, { since });
     const press = Number(ns) / 1e6 - clock;
-    results.push({ total: seen - pressed, press: press - pressed, host: seen - press });
+    results.push({ total: seen - pressed, press: press - pressed, answer: seen - press });
   }
   return results;
 }

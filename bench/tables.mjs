@@ -1,5 +1,6 @@
 // The comparison as tables, and the figures of each system that tables and plot both show.
 
+import { kStages } from './photon_page.mjs';
 import { kScenes } from './scenes.mjs';
 import { median, quantile } from './statistics.mjs';
 
@@ -42,11 +43,10 @@ function printComparison(results) {
 }
 
 function printStages({ systems }) {
-  const stages = ['press', 'host', 'decode', 'show'];
   console.log('\nWhere the time goes, medians in ms\n');
-  console.log(`| System | ${stages.join(' | ')} |\n|---|${'---|'.repeat(stages.length)}`);
+  console.log(`| System | ${kStages.join(' | ')} |\n|---|${'---|'.repeat(kStages.length)}`);
   for (const [name, rounds] of Object.entries(systems)) {
-    const cells = stages.map((stage) => {
+    const cells = kStages.map((stage) => {
       const values = rounds.flatMap(({ clicks }) => clicks.map((click) => click[stage]));
       return values[0] === undefined ? '' : number(median(values));
     });

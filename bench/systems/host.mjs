@@ -3,11 +3,14 @@ import path from 'node:path';
 import { Host, kStatus } from '../../tests/e2e/support/host.mjs';
 import { Phone } from '../../tests/e2e/support/phone.mjs';
 import { SignalServer } from '../../tests/e2e/support/signal_server.mjs';
+import { PictureTrace } from '../picture_trace.mjs';
 import { firstPicture, prepareFirstPictures } from '../first_picture.mjs';
 import { photonsOfPage } from '../photon_page.mjs';
 import { kViewport } from './viewport.mjs';
 
-const kAsksNothing = 'export const raiseBitrateCeiling = (sdp) => sdp;';
+const kAsksNothing = `
+  export const raiseBitrateCeiling = (sdp) => sdp;
+  export { raiseBitrateCeiling as letHostBeginHandshake };`;
 
 /** From here on the page's answer is as the browser made it. */
 async function askNothing(page) {
@@ -19,7 +22,9 @@ async function askNothing(page) {
 export async function openHost(desktop, folder, { asks = true } = {}) {
   const server = new SignalServer(await fs.mkdtemp(path.join(folder, 'server-')));
   await server.start();
-  const host = new Host(desktop, await fs.mkdtemp(path.join(folder, 'host-')));
+  const home = await fs.mkdtemp(path.join(folder, 'host-'));
+  const trace = new PictureTrace(path.join(home, 'frames'));
+  const host = new Host(desktop, home, trace.environment);
   await host.start(server.hostAddress);
   await host.status(kStatus.waiting);
   const phone = await Phone.start({ viewport: kViewport });
@@ -44,7 +49,7 @@ export async function openHost(desktop, folder, { asks = true } = {}) {
   return {
     pid: () => host.pid,
     bytes: async () => (await phone.stats()).bytesReceived,
-    clicks: (target, count) => photonsOfPage(phone.page, target, count),
+    clicks: (target, count) => photonsOfPage(phone.page, target, count, trace),
     firstPicture: () => firstPicture(phone, host),
     stop: async () => {
       for (const part of [phone, host, server]) await part.stop();
