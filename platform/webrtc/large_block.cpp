@@ -11,22 +11,16 @@
 namespace {
 
 thread_local bool searching = false;
-thread_local void* largeBlock = nullptr;
-thread_local std::size_t largeSize = 0;
-
-void forget() {
-  largeBlock = nullptr;
-  largeSize = 0;
-}
+thread_local tovalin::LargeBlock remembered;
 
 // The whole pages of the remembered block from so many bytes on.
 struct Pages {
   explicit Pages(std::size_t from = 0)
       : size(static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE))),
-        begin(
-            (reinterpret_cast<std::uintptr_t>(largeBlock) + std::min(from, largeSize) + size - 1) /
-            size * size),
-        end((reinterpret_cast<std::uintptr_t>(largeBlock) + largeSize) / size * size) {}
+        begin((reinterpret_cast<std::uintptr_t>(remembered.start) +
+               std::min(from, remembered.size) + size - 1) /
+              size * size),
+        end((reinterpret_cast<std::uintptr_t>(remembered.start) + remembered.size) / size * size) {}
 
   std::uintptr_t size;
   std::uintptr_t begin;
@@ -50,23 +44,22 @@ extern "C" void __libc_free(void* block);
 // For every library in the process, as any replacement of an allocator would be.
 extern "C" void* malloc(std::size_t size) {
   void* const block = __libc_malloc(size);
-  if (size >= tovalin::kLargeBlock && searching && size > largeSize && block != nullptr) {
-    largeBlock = block;
-    largeSize = size;
+  if (size >= tovalin::kLargeBlock && searching && size > remembered.size && block != nullptr) {
+    remembered = {block, size};
   }
   return block;
 }
 
 extern "C" void free(void* block) noexcept {
   // Its pages may belong to somebody else from now on.
-  if (block != nullptr && block == largeBlock) forget();
+  if (block != nullptr && block == remembered.start) remembered = {};
   __libc_free(block);
 }
 
 namespace tovalin {
 
 LargeBlockSearch::LargeBlockSearch() {
-  forget();
+  remembered = {};
   searching = true;
 }
 
@@ -74,8 +67,12 @@ LargeBlockSearch::~LargeBlockSearch() {
   searching = false;
 }
 
-std::size_t largeBlockSize() {
-  return largeSize;
+LargeBlock rememberedLargeBlock() {
+  return remembered;
+}
+
+void rememberLargeBlock(LargeBlock block) {
+  remembered = block;
 }
 
 void giveBackZeros() {

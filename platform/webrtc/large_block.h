@@ -22,8 +22,15 @@ class LargeBlockSearch {
   LargeBlockSearch& operator=(const LargeBlockSearch&) = delete;
 };
 
-// The size of what this thread remembers, in bytes; 0 for nothing.
-std::size_t largeBlockSize();
+struct LargeBlock {
+  void* start = nullptr;
+  std::size_t size = 0;  // bytes
+};
+
+// What this thread remembers; of size 0 for nothing. May be handed to the thread that goes on with
+// it, and will free it.
+LargeBlock rememberedLargeBlock();
+void rememberLargeBlock(LargeBlock block);
 
 // Returns the zeroed pages of the remembered block to the system; they read as zeros ever after.
 // The block must be in use by this thread alone. Without one nothing happens.

@@ -41,23 +41,21 @@ bool isTokenList(const vpx_image_t& image) {
   constexpr std::size_t kPerMacroblock = 24 * 16 * 16;
   constexpr std::size_t kAlignment = 64;
   const auto exact = kPerMacroblock * blocksAlong(image.d_w) * blocksAlong(image.d_h);
-  return largeBlockSize() >= exact && largeBlockSize() - exact <= kAlignment;
+  const auto size = rememberedLargeBlock().size;
+  return size >= exact && size - exact <= kAlignment;
 }
 
 // Passes everything on but what it is for.
 class LeanLibvpx final : public webrtc::LibvpxInterface {
  public:
-  explicit LeanLibvpx(std::shared_ptr<const ActiveRows> active) : active_(std::move(active)) {}
+  LeanLibvpx(std::shared_ptr<const ActiveRows> active, std::shared_ptr<EncoderReserve> reserve)
+      : active_(std::move(active)), reserve_(std::move(reserve)) {}
 
   vpx_codec_err_t codec_enc_init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
                                  const vpx_codec_enc_cfg_t* settings,
                                  vpx_codec_flags_t flags) const override {
-    const auto ours = forScreens(*settings);
-    const LargeBlockSearch search;
-    const auto result = libvpx_->codec_enc_init(context, codec, &ours, flags);
-    if (result == VPX_CODEC_OK) giveBackZeros();
     pictures_ = 0;
-    return result;
+    return reserve_->init(context, codec, forScreens(*settings), flags);
   }
 
   vpx_codec_err_t codec_encode(vpx_codec_ctx_t* context, const vpx_image_t* image,
@@ -186,14 +184,16 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
 
   const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = webrtc::LibvpxInterface::Create();
   const std::shared_ptr<const ActiveRows> active_;
+  const std::shared_ptr<EncoderReserve> reserve_;
   mutable unsigned pictures_ = 0;
   mutable std::vector<unsigned char> blocks_;  // kept, so that a picture needs no allocation
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active) {
-  return std::make_unique<LeanLibvpx>(std::move(active));
+std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active,
+                                                    std::shared_ptr<EncoderReserve> reserve) {
+  return std::make_unique<LeanLibvpx>(std::move(active), std::move(reserve));
 }
 
 }  // namespace tovalin

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "platform/pixel_buffer.h"
+#include "platform/webrtc/encoder_reserve.h"
 
 namespace tovalin {
 
@@ -20,6 +21,7 @@ struct ActiveRows {
 
 // libvpx for screens: it spends its time on the active rows only, and gives back the memory that it
 // has cleared but does not use.
-std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active);
+std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active,
+                                                    std::shared_ptr<EncoderReserve> reserve);
 
 }  // namespace tovalin

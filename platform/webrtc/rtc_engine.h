@@ -46,7 +46,7 @@ class RtcEngine {
 
   // Runs `task` on the worker thread after that time, unless the engine has ended by then.
   template <typename Task>
-  void postWorker(Task&& task, webrtc::TimeDelta delay) {
+  void postWorker(Task&& task, webrtc::TimeDelta delay = webrtc::TimeDelta::Zero()) {
     worker_->PostDelayedTask(std::forward<Task>(task), delay);
   }
 

@@ -50,12 +50,12 @@ class EncoderFactoryBridge final : public webrtc::VideoEncoderFactory {
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(std::shared_ptr<RepeatRequests> repeats,
-                                                           std::shared_ptr<FrameTrace> trace) {
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(EncoderParts parts) {
   auto active = std::make_shared<ActiveRows>();
-  auto encoder = std::make_unique<webrtc::LibvpxVp8Encoder>(leanLibvpx(active),
-                                                            webrtc::VP8Encoder::Settings());
-  return settling(std::move(encoder), std::move(active), std::move(repeats), std::move(trace));
+  auto encoder = std::make_unique<webrtc::LibvpxVp8Encoder>(
+      leanLibvpx(active, std::move(parts.reserve)), webrtc::VP8Encoder::Settings());
+  return settling(std::move(encoder), std::move(active), std::move(parts.repeats),
+                  std::move(parts.trace));
 }
 
 std::vector<VideoCodecInfo> libraryVp8Codecs() {
@@ -66,10 +66,8 @@ std::vector<VideoCodecInfo> libraryVp8Codecs() {
   return codecs;
 }
 
-std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(std::shared_ptr<RepeatRequests> repeats,
-                                                       std::shared_ptr<FrameTrace> trace) {
-  return std::make_unique<LibraryEncoder>(
-      makeScreenVp8Encoder(std::move(repeats), std::move(trace)));
+std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(EncoderParts parts) {
+  return std::make_unique<LibraryEncoder>(makeScreenVp8Encoder(std::move(parts)));
 }
 
 std::unique_ptr<webrtc::VideoEncoderFactory> bridgeEncoders(

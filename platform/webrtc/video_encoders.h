@@ -9,19 +9,23 @@
 #include <vector>
 
 #include "platform/rtc.h"
+#include "platform/webrtc/encoder_reserve.h"
 #include "platform/webrtc/frame_trace.h"
 #include "platform/webrtc/repeat_requests.h"
 
 namespace tovalin {
 
 // The library's VP8 encoder, tuned to screens. Any thread.
-std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(std::shared_ptr<RepeatRequests> repeats,
-                                                           std::shared_ptr<FrameTrace> trace);
+struct EncoderParts {
+  std::shared_ptr<RepeatRequests> repeats;
+  std::shared_ptr<FrameTrace> trace;
+  std::shared_ptr<EncoderReserve> reserve;
+};
+std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(EncoderParts parts);
 
 // What it reports of itself, and a new one as the port knows it. Any thread.
 std::vector<VideoCodecInfo> libraryVp8Codecs();
-std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(std::shared_ptr<RepeatRequests> repeats,
-                                                       std::shared_ptr<FrameTrace> trace);
+std::unique_ptr<RtcVideoEncoder> makeLibraryVp8Encoder(EncoderParts parts);
 
 // Offers the port's encoder factory to the library. An encoder that this adapter did not make
 // counts as none.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/rtc.h"
+#include "platform/webrtc/encoder_reserve.h"
 #include "platform/webrtc/frame_trace.h"
 #include "platform/webrtc/repeat_requests.h"
 #include "platform/webrtc/rtc_engine.h"
@@ -18,9 +19,17 @@ namespace tovalin {
 
 class WebRtcVideoSource final : public RtcVideoSource, public RepeatRequests::Receiver {
  public:
-  WebRtcVideoSource(std::shared_ptr<RtcEngine> engine, std::shared_ptr<FrameTrace> trace)
+  WebRtcVideoSource(std::shared_ptr<RtcEngine> engine, std::shared_ptr<FrameTrace> trace,
+                    std::shared_ptr<EncoderReserve> reserve)
       : engine_(std::move(engine)),
-        native_(rtc::make_ref_counted<ScreenSource>(std::move(trace))) {}
+        reserve_(std::move(reserve)),
+        native_(rtc::make_ref_counted<ScreenSource>(std::move(trace))) {
+    reserve_->prepare();
+  }
+  // A visit that came to nothing has left its encoder in reserve.
+  ~WebRtcVideoSource() override {
+    engine_->postWorker([reserve = reserve_] { reserve->drop(); });
+  }
 
   void push(const PixelBufferRef& pixelBuffer, int64_t timestampNs) override {
     if (pixelBuffer) native_->push(pixelBuffer, timestampNs);
@@ -35,6 +44,7 @@ class WebRtcVideoSource final : public RtcVideoSource, public RepeatRequests::Re
 
  private:
   const std::shared_ptr<RtcEngine> engine_;
+  const std::shared_ptr<EncoderReserve> reserve_;
   const rtc::scoped_refptr<ScreenSource> native_;
 };
 

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "platform/fatal.h"
-#include "platform/webrtc/frame_trace.h"
 #include "platform/webrtc/network_interfaces.h"
 #include "platform/webrtc/peer_connection.h"
 #include "platform/webrtc/rtc_engine.h"
@@ -25,10 +24,8 @@ using VideoDecoders = webrtc::VideoDecoderFactoryTemplate<webrtc::LibvpxVp8Decod
 
 class WebRtcFactory final : public RtcPeerConnectionFactory {
  public:
-  WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders,
-                std::shared_ptr<RepeatRequests> repeats, std::shared_ptr<FrameTrace> trace)
-      : repeats_(std::move(repeats)),
-        trace_(std::move(trace)),
+  WebRtcFactory(std::unique_ptr<RtcVideoEncoderFactory> encoders, EncoderParts parts)
+      : parts_(std::move(parts)),
         engine_(RtcEngine::start(bridgeEncoders(std::move(encoders)),
                                  std::make_unique<VideoDecoders>())) {}
 
@@ -40,8 +37,8 @@ class WebRtcFactory final : public RtcPeerConnectionFactory {
   }
 
   std::shared_ptr<RtcVideoSource> createVideoSource() override {
-    auto source = std::make_shared<WebRtcVideoSource>(engine_, trace_);
-    repeats_->add(source);
+    auto source = std::make_shared<WebRtcVideoSource>(engine_, parts_.trace, parts_.reserve);
+    parts_.repeats->add(source);
     return source;
   }
 
@@ -64,15 +61,15 @@ class WebRtcFactory final : public RtcPeerConnectionFactory {
     engine_->factory().SetOptions(options);
   }
 
-  const std::shared_ptr<RepeatRequests> repeats_;
-  const std::shared_ptr<FrameTrace> trace_;
+  const EncoderParts parts_;
   const std::shared_ptr<RtcEngine> engine_;
 };
 
 class WebRtcLibrary final : public RtcLibrary {
  public:
   explicit WebRtcLibrary(const std::string& frameTraceFile)
-      : trace_(std::make_shared<FrameTrace>(frameTraceFile)) {
+      : parts_{std::make_shared<RepeatRequests>(), std::make_shared<FrameTrace>(frameTraceFile),
+               std::make_shared<EncoderReserve>()} {
     rtc::LogMessage::LogToDebug(rtc::LS_NONE);
   }
 
@@ -83,17 +80,16 @@ class WebRtcLibrary final : public RtcLibrary {
   std::vector<VideoCodecInfo> vp8Codecs() const override { return libraryVp8Codecs(); }
 
   std::unique_ptr<RtcVideoEncoder> makeVp8Encoder() override {
-    return makeLibraryVp8Encoder(repeats_, trace_);
+    return makeLibraryVp8Encoder(parts_);
   }
 
   std::shared_ptr<RtcPeerConnectionFactory> makeFactory(
       std::unique_ptr<RtcVideoEncoderFactory> encoders) override {
-    return std::make_shared<WebRtcFactory>(std::move(encoders), repeats_, trace_);
+    return std::make_shared<WebRtcFactory>(std::move(encoders), parts_);
   }
 
  private:
-  const std::shared_ptr<RepeatRequests> repeats_ = std::make_shared<RepeatRequests>();
-  const std::shared_ptr<FrameTrace> trace_;
+  const EncoderParts parts_;
 };
 
 }  // namespace

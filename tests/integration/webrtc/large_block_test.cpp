@@ -49,7 +49,7 @@ Block found(size_t size) {
 
 TEST(LargeBlockTest, ZeroedPagesAreGivenBackAndReadAsZeros) {
   const Block block = found(kSize);
-  EXPECT_EQ(largeBlockSize(), kSize);
+  EXPECT_EQ(rememberedLargeBlock().size, kSize);
   ASSERT_GT(residentPages(block, kSize), kSize / kPage - 4);
   giveBackZeros();
   EXPECT_EQ(residentPages(block, kSize), 0u);
@@ -86,7 +86,7 @@ TEST(LargeBlockTest, OnlyTheLargestBlockThatThisThreadTakesDuringASearchIsRememb
     std::thread([&] { other = cleared(2 * kSize); }).join();
   }
   const Block after = cleared(2 * kSize);
-  EXPECT_EQ(largeBlockSize(), kSize);
+  EXPECT_EQ(rememberedLargeBlock().size, kSize);
   giveBackZeros();
   EXPECT_EQ(residentPages(block, kSize), 0u);
   for (const Block* left : std::initializer_list<const Block*>{&before, &other, &after}) {
@@ -97,15 +97,29 @@ TEST(LargeBlockTest, OnlyTheLargestBlockThatThisThreadTakesDuringASearchIsRememb
 
 TEST(LargeBlockTest, AFreedBlockIsForgotten) {
   found(kSize).reset();
-  EXPECT_EQ(largeBlockSize(), 0u);
+  EXPECT_EQ(rememberedLargeBlock().size, 0u);
   giveBackZeros();
   discardLargeBlock(0);
+}
+
+TEST(LargeBlockTest, AnotherThreadMayGoOnWithABlock) {
+  LargeBlock taken;
+  Block block;
+  std::thread([&] {
+    block = found(kSize);
+    taken = rememberedLargeBlock();
+  }).join();
+  rememberLargeBlock(taken);
+  giveBackZeros();
+  EXPECT_EQ(residentPages(block, kSize), 0u);
+  block.reset();
+  EXPECT_EQ(rememberedLargeBlock().size, 0u);
 }
 
 TEST(LargeBlockTest, ANewSearchForgetsWhatTheLastOneFound) {
   const Block block = found(kSize);
   { const LargeBlockSearch search; }
-  EXPECT_EQ(largeBlockSize(), 0u);
+  EXPECT_EQ(rememberedLargeBlock().size, 0u);
   giveBackZeros();
   EXPECT_GT(residentPages(block, kSize), kSize / kPage - 4);
 }

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <vpx/vp8cx.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -30,44 +32,55 @@ size_t privateKilobytes() {
 class LeanLibvpxTest : public testing::Test {
  protected:
   LeanLibvpxTest() {
+    EXPECT_NE(libvpx_->img_alloc(&picture_, VPX_IMG_FMT_I420, kWidth, kHeight, 16), nullptr);
+    std::ranges::fill(pixels(), uint8_t{128});
+    begin();
+  }
+  ~LeanLibvpxTest() override {
+    end();
+    libvpx_->img_free(&picture_);
+  }
+
+  void begin(unsigned width = kWidth, unsigned kbps = 500'000, unsigned maxQuantizer = 4) {
     vpx_codec_enc_cfg_t settings;
     EXPECT_EQ(libvpx_->codec_enc_config_default(vpx_codec_vp8_cx(), &settings, 0), VPX_CODEC_OK);
-    settings.g_w = kWidth;
+    settings.g_w = width;
     settings.g_h = kHeight;
     settings.g_lag_in_frames = 0;
     settings.rc_end_usage = VPX_CBR;
-    settings.rc_target_bitrate = 500'000;
-    settings.rc_max_quantizer = 4;
+    settings.rc_target_bitrate = kbps;
+    settings.rc_max_quantizer = maxQuantizer;
     EXPECT_EQ(libvpx_->codec_enc_init(&codec_, vpx_codec_vp8_cx(), &settings, 0), VPX_CODEC_OK);
     EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_CPUUSED, -12), VPX_CODEC_OK);
-    EXPECT_NE(libvpx_->img_alloc(&picture_, VPX_IMG_FMT_I420, kWidth, kHeight, 16), nullptr);
-    for (unsigned char& pixel : pixels()) pixel = 128;
+    time_ = 0;
   }
-  ~LeanLibvpxTest() override {
-    libvpx_->img_free(&picture_);
-    libvpx_->codec_destroy(&codec_);
-  }
+  void end() { EXPECT_EQ(libvpx_->codec_destroy(&codec_), VPX_CODEC_OK); }
 
-  std::span<unsigned char> pixels() {
-    return {picture_.img_data, size_t{kWidth} * kHeight * 3 / 2};
-  }
+  std::span<uint8_t> pixels() { return {picture_.img_data, size_t{kWidth} * kHeight * 3 / 2}; }
 
   // The hardest picture there is.
-  void showNoise() {
+  std::vector<uint8_t> showNoise() {
     std::minstd_rand random(1);
-    for (unsigned char& pixel : pixels()) pixel = static_cast<unsigned char>(random() >> 8);
-    encode();
+    for (uint8_t& pixel : pixels()) pixel = static_cast<uint8_t>(random() >> 8);
+    return encode();
   }
 
-  void encode() {
-    ASSERT_EQ(libvpx_->codec_encode(&codec_, &picture_, time_++, 1, 0, VPX_DL_REALTIME),
+  std::vector<uint8_t> encode() {
+    EXPECT_EQ(libvpx_->codec_encode(&codec_, &picture_, time_++, 1, 0, VPX_DL_REALTIME),
               VPX_CODEC_OK);
+    std::vector<uint8_t> bytes;
     vpx_codec_iter_t place = nullptr;
-    while (libvpx_->codec_get_cx_data(&codec_, &place) != nullptr) continue;
+    while (const auto* packet = libvpx_->codec_get_cx_data(&codec_, &place)) {
+      if (packet->kind != VPX_CODEC_CX_FRAME_PKT) continue;
+      const auto* start = static_cast<const uint8_t*>(packet->data.frame.buf);
+      bytes.insert(bytes.end(), start, start + packet->data.frame.sz);
+    }
+    return bytes;
   }
 
   const std::shared_ptr<ActiveRows> active_ = std::make_shared<ActiveRows>();
-  const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = leanLibvpx(active_);
+  const std::shared_ptr<EncoderReserve> reserve_ = std::make_shared<EncoderReserve>();
+  const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = leanLibvpx(active_, reserve_);
   vpx_codec_ctx_t codec_{};
   vpx_image_t picture_{};
   vpx_codec_pts_t time_ = 0;
@@ -78,10 +91,54 @@ TEST_F(LeanLibvpxTest, MemoryThatOneLargePictureTookIsGivenBackSomePicturesLater
   encode();
   const size_t before = privateKilobytes();
   showNoise();
-  ASSERT_GT(privateKilobytes(), before + kTokensOfNoise);
+  const size_t most = privateKilobytes();
+  ASSERT_GT(most, before + kTokensOfNoise);
   active_->rows = RowBand{};
   for (int i = 0; i < 64; ++i) encode();
-  EXPECT_LT(privateKilobytes(), before + kTokensOfNoise / 2);
+  EXPECT_LT(privateKilobytes() + kTokensOfNoise, most);
+}
+
+TEST_F(LeanLibvpxTest, AnEncoderFromTheReserveEncodesAsAFreshOneDoes) {
+  const auto key = encode();
+  const auto noise = showNoise();
+  ASSERT_FALSE(key.empty());
+  end();
+  reserve_->prepare();
+  begin();
+  std::ranges::fill(pixels(), uint8_t{128});
+  EXPECT_EQ(encode(), key);
+  EXPECT_EQ(showNoise(), noise);
+}
+
+TEST_F(LeanLibvpxTest, AnEncoderFromTheReserveTakesTheRatesOfItsVisit) {
+  constexpr unsigned kCoarsest = 56;
+  end();
+  begin(kWidth, 500'000, kCoarsest);
+  const auto wide = showNoise().size();
+  end();
+  reserve_->prepare();
+  begin(kWidth, 1'000, kCoarsest);
+  EXPECT_LT(showNoise().size(), wide * 3 / 4);
+}
+
+TEST_F(LeanLibvpxTest, AnEncoderOfAnotherKindIsMadeAnew) {
+  end();
+  reserve_->prepare();
+  begin(kWidth / 2);
+  picture_.d_w = kWidth / 2;
+  EXPECT_FALSE(encode().empty());
+  picture_.d_w = kWidth;
+}
+
+TEST_F(LeanLibvpxTest, WhatIsInReserveMayBeDroppedAndAskedForTwice) {
+  reserve_->drop();
+  reserve_->prepare();
+  reserve_->prepare();
+  reserve_->drop();
+  end();
+  begin();
+  EXPECT_FALSE(encode().empty());
+  reserve_->prepare();
 }
 
 }  // namespace

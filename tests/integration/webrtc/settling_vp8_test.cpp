@@ -32,8 +32,9 @@ constexpr auto kDelta = webrtc::VideoFrameType::kVideoFrameDelta;
 constexpr auto kKey = webrtc::VideoFrameType::kVideoFrameKey;
 
 std::unique_ptr<webrtc::VideoEncoder> screenEncoder() {
-  return makeScreenVp8Encoder(std::make_shared<RepeatRequests>(),
-                              std::make_shared<FrameTrace>(std::string()));
+  return makeScreenVp8Encoder({std::make_shared<RepeatRequests>(),
+                               std::make_shared<FrameTrace>(std::string()),
+                               std::make_shared<EncoderReserve>()});
 }
 
 class Screen final : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCallback {

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/webrtc/require_checks.h"
+
+#include <modules/video_coding/codecs/interface/libvpx_interface.h>
+
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "platform/webrtc/large_block.h"
+
+namespace tovalin {
+
+// libvpx takes 35 ms to make an encoder for 1920x1080, most of them to clear memory, and the first
+// picture of a visit waits for it. So an encoder like the last one is made while the visit is still
+// being negotiated. Any thread.
+class EncoderReserve {
+ public:
+  EncoderReserve();
+  ~EncoderReserve();
+
+  EncoderReserve(const EncoderReserve&) = delete;
+  EncoderReserve& operator=(const EncoderReserve&) = delete;
+
+  // Begins to make one, on a thread of its own. Nothing happens before the first encoder, and while
+  // there is one in reserve.
+  void prepare();
+
+  // Ends what is in reserve; waits until it is made.
+  void drop();
+
+  // As libvpx's own, from the reserve where that is of the same kind. The memory that was cleared
+  // and not used goes back to the system; this thread then remembers that block (large_block.h).
+  vpx_codec_err_t init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
+                       const vpx_codec_enc_cfg_t& settings, vpx_codec_flags_t flags);
+
+ private:
+  struct Kind {
+    vpx_codec_iface_t* codec;
+    vpx_codec_enc_cfg_t settings;
+    vpx_codec_flags_t flags;
+  };
+  struct Made {
+    vpx_codec_err_t result;
+    vpx_codec_ctx_t context;
+    LargeBlock block;
+  };
+
+  static bool alike(const Kind& one, const Kind& other);
+  Made make(const Kind& kind) const;
+  void end(std::future<Made> made) const;
+  // Remembers the kind for the next visit.
+  std::optional<Made> takeFor(const Kind& kind);
+
+  const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = webrtc::LibvpxInterface::Create();
+
+  std::mutex mutex_;  // guards the three below
+  std::optional<Kind> last_;
+  std::optional<Kind> reserved_;
+  std::future<Made> reserve_;
+};
+
+}  // namespace tovalin
