@@ -33,11 +33,15 @@ export function figuresBetween(before, after) {
   };
 }
 
+const kCounters = [
+  'framesDecoded', 'framesPerSecond', 'frameWidth', 'frameHeight', 'bytesReceived', 'packetsLost',
+  'qpSum', 'freezeCount', 'totalFreezesDuration',
+];
+
 /** What the browser counts of the incoming picture, for the tests and the curious. */
 export function pictureCounters(report) {
-  const { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived } =
-    videoOf(report) ?? {};
-  return { framesDecoded, framesPerSecond, frameWidth, frameHeight, bytesReceived };
+  const video = videoOf(report) ?? {};
+  return Object.fromEntries(kCounters.map((name) => [name, video[name]]));
 }
 
 /** The figures as lines of [label, value], every line always there. */

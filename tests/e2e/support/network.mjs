@@ -35,6 +35,11 @@ export class Network {
     return `${kSubnets.phone}.1`;
   }
 
+  /** The name of the namespace of a place. */
+  nameOf(place) {
+    return this.#names[place];
+  }
+
   /** What to put before a command so that it runs at a place: "phone", "host" or "middle". */
   at(place) {
     return ['ip', 'netns', 'exec', this.#names[place]];
