@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/webrtc/webrtc_library.h"
+
 namespace tovalin {
 namespace {
 
@@ -96,6 +98,22 @@ TEST_F(LeanLibvpxTest, MemoryThatOneLargePictureTookIsGivenBackSomePicturesLater
   active_->rows = RowBand{};
   for (int i = 0; i < 64; ++i) encode();
   EXPECT_LT(privateKilobytes() + kTokensOfNoise, most);
+}
+
+TEST_F(LeanLibvpxTest, TheMemoryOfAnEncoderGoesBackWithIt) {
+  constexpr size_t kRest = 4'000;  // kilobytes
+  const auto library = makeWebRtcLibrary();
+  showNoise();
+  end();
+  const size_t before = privateKilobytes();
+  for (int i = 0; i < 3; ++i) {
+    begin();
+    showNoise();
+    EXPECT_GT(privateKilobytes(), before + 10 * kRest);
+    end();
+    EXPECT_LT(privateKilobytes(), before + kRest);
+  }
+  begin();
 }
 
 TEST_F(LeanLibvpxTest, AnEncoderFromTheReserveEncodesAsAFreshOneDoes) {
