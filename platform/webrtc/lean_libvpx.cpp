@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/webrtc/large_block.h"
+#include "platform/webrtc/search_effort.h"
 
 namespace tovalin {
 namespace {
@@ -55,13 +56,18 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
                                  const vpx_codec_enc_cfg_t* settings,
                                  vpx_codec_flags_t flags) const override {
     pictures_ = 0;
+    effort_ = {};
+    effort_.carries(settings->rc_target_bitrate);
     return reserve_->init(context, codec, forScreens(*settings), flags);
   }
 
   vpx_codec_err_t codec_encode(vpx_codec_ctx_t* context, const vpx_image_t* image,
                                vpx_codec_pts_t time, uint64_t duration, vpx_enc_frame_flags_t flags,
                                uint64_t deadline) const override {
-    if (image != nullptr) activate(context, *image, (flags & VPX_EFLAG_FORCE_KF) != 0);
+    if (image != nullptr) {
+      activate(context, *image, (flags & VPX_EFLAG_FORCE_KF) != 0);
+      chooseSpeed(context);
+    }
     const auto result = libvpx_->codec_encode(context, image, time, duration, flags, deadline);
     if (image != nullptr && ++pictures_ % kTokensLife == 0 && isTokenList(*image)) {
       discardLargeBlock(kTokensKept);
@@ -80,6 +86,9 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   void img_free(vpx_image_t* image) const override { libvpx_->img_free(image); }
   vpx_codec_err_t codec_enc_config_set(vpx_codec_ctx_t* context,
                                        const vpx_codec_enc_cfg_t* settings) const override {
+    const int before = effort_.slower();
+    effort_.carries(settings->rc_target_bitrate);
+    if (effort_.slower() != before) setSpeed(context);
     const auto ours = forScreens(*settings);
     return libvpx_->codec_enc_config_set(context, &ours);
   }
@@ -102,6 +111,10 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
                                 int value) const override {
+    if (id == VP8E_SET_CPUUSED) {
+      speed_ = value;
+      value = chosenSpeed();
+    }
     return libvpx_->codec_control(context, id, value);
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
@@ -150,7 +163,9 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
   const vpx_codec_cx_pkt_t* codec_get_cx_data(vpx_codec_ctx_t* context,
                                               vpx_codec_iter_t* iterator) const override {
-    return libvpx_->codec_get_cx_data(context, iterator);
+    const auto* packet = libvpx_->codec_get_cx_data(context, iterator);
+    if (packet != nullptr && packet->kind == VPX_CODEC_CX_FRAME_PKT) effort_.cameOut();
+    return packet;
   }
   const char* codec_error_detail(vpx_codec_ctx_t* context) const override {
     return libvpx_->codec_error_detail(context);
@@ -182,10 +197,23 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     libvpx_->codec_control(context, VP8E_SET_ACTIVEMAP, &map);
   }
 
+  void chooseSpeed(vpx_codec_ctx_t* context) const {
+    const int before = effort_.slower();
+    effort_.given();
+    if (effort_.slower() != before) setSpeed(context);
+  }
+  void setSpeed(vpx_codec_ctx_t* context) const {
+    libvpx_->codec_control(context, VP8E_SET_CPUUSED, chosenSpeed());
+  }
+  // Below zero, where the number is the speed itself, and not a share of the time.
+  int chosenSpeed() const { return std::min(speed_ + effort_.slower(), -1); }
+
   const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = webrtc::LibvpxInterface::Create();
   const std::shared_ptr<const ActiveRows> active_;
   const std::shared_ptr<EncoderReserve> reserve_;
   mutable unsigned pictures_ = 0;
+  mutable SearchEffort effort_;
+  mutable int speed_ = 0;                      // as the library wants it; below zero
   mutable std::vector<unsigned char> blocks_;  // kept, so that a picture needs no allocation
 };
 
