@@ -44,7 +44,7 @@ class FramePool {
   void markStale(const BandSet& rows);
 
   // Hands a taken buffer out as the next picture. It is free again when the last reference goes.
-  PixelBufferRef lend(PooledFrame& frame, const BandSet& damage, PictureTimes times);
+  PixelBufferRef lend(PooledFrame& frame, const BandSet& damage, PictureTimes times = {});
 
  private:
   class Picture;
