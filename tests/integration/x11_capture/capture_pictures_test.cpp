@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
 #include <random>
 
 #include "platform/x11/x11_frame_bands.h"
@@ -56,6 +58,20 @@ TEST_F(CapturePicturesTest, PaintedRowsArriveAsABand) {
   ASSERT_TRUE(pixelBecomes(39, 119, 0xff8800));
   EXPECT_EQ(damageSinceStart(), BandSet({100, 120}));
   EXPECT_EQ(pixelAt(*output_->picture(), 40, 119), 0U);
+}
+
+TEST_F(CapturePicturesTest, APictureKnowsSinceWhenItsChangeWasDueAndWhenItWasTaken) {
+  const auto now = [] {
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+  };
+  streamPlain();
+  const int64_t before = now();
+  desktop_->fill(10, 100, 30, 20, 0xff8800);
+  ASSERT_TRUE(pixelBecomes(39, 119, 0xff8800));
+  const PictureTimes times = output_->picture()->times();
+  EXPECT_LE(before, times.noticed);
+  EXPECT_LE(times.noticed, times.taken);
+  EXPECT_LE(times.taken, now());
 }
 
 TEST_F(CapturePicturesTest, FarApartChangesDamageNothingBetweenThem) {
