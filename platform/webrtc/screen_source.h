@@ -19,8 +19,10 @@
 namespace tovalin {
 
 // The screen as the media library sees it: a screencast, so that under load it keeps the
-// resolution and drops frames, and text stays readable. Whoever begins to watch gets the last
-// picture at once: of a still screen the next one may be half a second away.
+// resolution and drops frames, and text stays readable. At 5 Mbit/s a camera is paced less strictly
+// and came out a little ahead (one run each of scrolling text: 22.9 pictures a second for 19.4,
+// SSIM 0.999 for 0.997, a click 21 ms for 32), but may be scaled down. Whoever begins to watch gets
+// the last picture at once: of a still screen the next one may be half a second away.
 class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
  public:
   explicit ScreenSource(std::shared_ptr<FrameTrace> trace);
