@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <system_error>
 #include <utility>
 
 namespace tovalin {
@@ -16,10 +17,14 @@ void EncoderReserve::prepare() {
   std::lock_guard lock(mutex_);
   if (!last_ || reserve_.valid()) return;
   reserved_ = last_;
-  reserve_ = std::async(std::launch::async, [this, kind = *last_] {
-    pthread_setname_np(pthread_self(), "rtc-encoder");
-    return make(kind);
-  });
+  try {
+    reserve_ = std::async(std::launch::async, [this, kind = *last_] {
+      pthread_setname_np(pthread_self(), "rtc-encoder");
+      return make(kind);
+    });
+  } catch (const std::system_error&) {
+    // No thread can be had: the visit makes its encoder when it needs one.
+  }
 }
 
 void EncoderReserve::drop() {

@@ -1,11 +1,15 @@
 #include "platform/webrtc/lean_libvpx.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <vpx/vp8cx.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <span>
@@ -29,6 +33,11 @@ size_t privateKilobytes() {
   }
   ADD_FAILURE() << "the system does not say";
   return 0;
+}
+
+std::ptrdiff_t threads() {
+  namespace fs = std::filesystem;
+  return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
 }
 
 class LeanLibvpxTest : public testing::Test {
@@ -114,6 +123,14 @@ TEST_F(LeanLibvpxTest, TheMemoryOfAnEncoderGoesBackWithIt) {
     EXPECT_LT(privateKilobytes(), before + kRest);
   }
   begin();
+}
+
+TEST_F(LeanLibvpxTest, ProcessorsShareAPicture) {
+  end();
+  const auto before = threads();
+  begin();
+  // One for every other row, one for the loop filter; a single processor does it all.
+  EXPECT_EQ(threads() - before, sysconf(_SC_NPROCESSORS_ONLN) > 1 ? 2 : 0);
 }
 
 TEST_F(LeanLibvpxTest, AnEncoderFromTheReserveEncodesAsAFreshOneDoes) {
