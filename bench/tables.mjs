@@ -9,8 +9,8 @@ const across = (rounds, read) => median(rounds.map(read));
 
 /**
  * Of each system, medians of its rounds: name, p50 and p95 of click to photon and `first` picture in
- * milliseconds, `cpu` of each scene in percent of a core, `memory` in MB, and `kbps`, the kilobytes a
- * second of the scrolling scene.
+ * milliseconds, `cpu` of each scene in percent of a core, and of the scrolling scene `memory` in MB,
+ * `kbps`, kilobytes a second, and `fps`, pictures a second.
  */
 export function summaries({ systems }) {
   return Object.entries(systems).map(([name, rounds]) => {
@@ -24,6 +24,7 @@ export function summaries({ systems }) {
       cpu: Object.keys(kScenes).map((scene) => across(rounds, ({ scenes }) => scenes[scene].cpu)),
       memory: across(rounds, ({ scenes }) => scenes.scrolling.memory),
       kbps: across(rounds, ({ scenes }) => scenes.scrolling.kbps),
+      fps: across(rounds, ({ scenes }) => scenes.scrolling.fps),
     };
   });
 }
@@ -33,11 +34,11 @@ function printComparison(results) {
   console.log(`\n${size} in Xvfb, loopback, ${cores} cores; medians of ${rounds} x ${clicks} clicks and` +
     ` ${visits} visits\n`);
   console.log('| System | click to photon p50 / p95 ms | first picture ms |' +
-    ' CPU static / typing / scrolling, % of a core | resident MB | scrolling kB/s |');
+    ' CPU static / typing / scrolling, % of a core | resident MB | scrolling: pictures and kB a second |');
   console.log(`|${'---|'.repeat(6)}`);
-  for (const { name, p50, p95, first, cpu, memory, kbps } of summaries(results)) {
+  for (const { name, p50, p95, first, cpu, memory, kbps, fps } of summaries(results)) {
     const cells = [`${number(p50)} / ${number(p95)}`, number(first), cpu.map(number).join(' / '),
-      number(memory), number(kbps)];
+      number(memory), `${number(fps)} / ${number(kbps)}`];
     console.log(`| ${name} | ${cells.join(' | ')} |`);
   }
 }

@@ -50,6 +50,7 @@ export class RfbClient {
   #watched = 0;
   #seen = -1;
   #changed = null;
+  #updates = 0;
   #missing; // pixels that no update has brought yet; servers may send the first picture in parts
   #complete;
 
@@ -62,6 +63,11 @@ export class RfbClient {
 
   get bytes() {
     return this.#inbox.received;
+  }
+
+  /** Messages with changes so far; a server may spread one picture over several. */
+  get updates() {
+    return this.#updates;
   }
 
   /** Pixel whose changes `nextChange` tells of. */
@@ -178,6 +184,7 @@ export class RfbClient {
       else await this.#raw(area);
       this.#missing -= area.width * area.height;
     }
+    ++this.#updates;
     if (this.#missing <= 0) this.#complete();
     const now = this.#screen[this.#watched];
     if (now === this.#seen) return;

@@ -40,7 +40,7 @@ export async function openGstreamer(desktop) {
   await phone.pictureIs(desktop.size);
   return {
     pid: () => program.pid,
-    bytes: () => page.evaluate(() => globalThis.bytesReceived()),
+    received: () => page.evaluate(() => globalThis.received()),
     clicks: (target, count) => photonsOfPage(page, target, count),
     firstPicture,
     stop: async () => {

@@ -48,7 +48,10 @@ export async function openHost(desktop, folder, { asks = true } = {}) {
   if (answers.length === 0 || hasAsked !== asks) throw new Error('the page asked for another bitrate');
   return {
     pid: () => host.pid,
-    bytes: async () => (await phone.stats()).bytesReceived,
+    received: async () => {
+      const { bytesReceived, framesDecoded } = await phone.stats();
+      return { bytes: bytesReceived, pictures: framesDecoded };
+    },
     clicks: (target, count) => photonsOfPage(phone.page, target, count, trace),
     firstPicture: () => firstPicture(phone, host),
     stop: async () => {

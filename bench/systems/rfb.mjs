@@ -7,7 +7,7 @@ export async function openRfbPeer(desktop, name, encoding) {
   let client = await connect();
   return {
     pid: () => program.pid,
-    bytes: async () => client.bytes,
+    received: async () => ({ bytes: client.bytes, pictures: client.updates }),
     clicks: (target, count) => photonsOfRfb(client, target, count),
     firstPicture: async () => {
       client.stop();
