@@ -11,7 +11,7 @@ const kRoundMs = 2 ** kClock.bits * kClock.tickMs;
 function follow({ bits, block, aboveBottom }) {
   const video = document.getElementById('picture');
   const bench = (globalThis.ageBench = { pictures: [] });
-  const look = async () => {
+  const look = async ({ receiveTime, processingDuration = 0 }) => {
     const frame = new VideoFrame(video);
     const top = Math.floor((frame.displayHeight - aboveBottom) / block) * block;
     const rect = { x: 0, y: top, width: bits * block, height: block };
@@ -20,10 +20,12 @@ function follow({ bits, block, aboveBottom }) {
     frame.close();
     const values = Array.from({ length: bits }, (_, bit) =>
       bytes[luma.offset + (block / 2) * luma.stride + bit * block + block / 2]);
-    bench.pictures.push({ seen: performance.now(), values });
+    bench.pictures.push({
+      seen: performance.now(), received: receiveTime, decoding: processingDuration * 1000, values,
+    });
   };
-  const next = () => {
-    look();
+  const next = (_, metadata) => {
+    look(metadata);
     video.requestVideoFrameCallback(next);
   };
   video.requestVideoFrameCallback(next);
@@ -59,18 +61,20 @@ export class PictureAges {
   }
 
   /**
-   * The pictures that were shown since the last call, [{seen, age}]: when, in milliseconds of
-   * CLOCK_MONOTONIC, and how old it was then, to 5 ms; null if its clock cannot be read.
+   * The pictures that were shown since the last call, [{seen, age, ageReceived, decoding}], in
+   * milliseconds: when, of CLOCK_MONOTONIC, how old it was then and when its last packet came, to
+   * 5 ms, null if its clock cannot be read, and the time in the decoder.
    */
   async take() {
     const pictures = await this.#page.evaluate(() => globalThis.ageBench.pictures.splice(0));
-    return pictures.map(({ seen, values }) => {
+    return pictures.map(({ seen, received, decoding, values }) => {
       const at = seen + this.#offset;
       const tick = tickOf(values);
-      if (tick === null) return { seen: at, age: null };
+      if (tick === null) return { seen: at, age: null, ageReceived: null, decoding };
       const since = (at - (tick + 0.5) * kClock.tickMs) % kRoundMs;
       // The page may look within the very tick.
-      return { seen: at, age: since > kRoundMs - kClock.tickMs ? since - kRoundMs : since };
+      const age = since > kRoundMs - kClock.tickMs ? since - kRoundMs : since;
+      return { seen: at, age, ageReceived: age - (seen - received), decoding };
     });
   }
 }
