@@ -90,7 +90,7 @@ async function measure(open, desktop, folder) {
     await target.stop();
     const scenes = {};
     for (const scene of Object.keys(kScenes)) scenes[scene] = await cost(system, desktop, scene);
-    return { clicks, scenes, first: await firstPictures(system, desktop) };
+    return { clicks, paced: clicks.paced ?? [], scenes, first: await firstPictures(system, desktop) };
   } finally {
     await system.stop();
   }

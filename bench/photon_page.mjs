@@ -37,6 +37,7 @@ function prepare(beside) {
         decoded: metadata.receiveTime + metadata.processingDuration * 1000,
         presented: metadata.presentationTime,
         seen: performance.now(),
+        timing: (await globalThis.tovalin?.stats())?.googTimingFrameInfo,
       };
     }
   };
@@ -69,8 +70,24 @@ export const kStages = [
 const kOfHost = ['noticed', 'taken', 'begun', 'converted', 'encoding', 'encoded'];
 
 /**
+ * How long the pictures between the clicks waited for their turn to be sent, by the times that the
+ * sender writes into the video-timing extension of some packets: whole milliseconds. Of each second the
+ * browser tells of the picture that took longest.
+ */
+function pacedPictures(answers) {
+  const waits = new Map();
+  for (const { timing } of answers) {
+    // The picture's time stamp; captured, encoding, encoded, in packets, out of the pacer; and more.
+    const [stamp, , , , packets, out] = timing?.split(',').map(Number) ?? [];
+    if (Number.isFinite(out - packets)) waits.set(stamp, out - packets);
+  }
+  return [...waits.values()];
+}
+
+/**
  * Clicks so often into the middle of the picture, where a click_target changes its colour. Each
- * result in milliseconds: total and its stages, those of the host where there is a PictureTrace.
+ * result in milliseconds: total and its stages, those of the host where there is a PictureTrace. The
+ * list has what pacedPictures says as `paced`.
  */
 export async function photonsOfPage(page, target, count, trace) {
   await page.evaluate(prepare, kBeside);
@@ -92,10 +109,12 @@ export async function photonsOfPage(page, target, count, trace) {
     answers.push({ ...answer, press: Number(ns) / 1e6 - offset });
   }
   const pictures = await trace?.pictures(answers.map(({ rtp }) => rtp));
-  return answers.map((answer, i) => stagesOf(answer, pictures?.[i], offset));
+  const results = answers.map((answer, i) => stagesOf(answer, pictures?.[i], offset));
+  return Object.assign(results, { paced: pacedPictures(answers) });
 }
 
-function stagesOf({ pressed, press, received, decoded, presented, seen }, picture, offset) {
+function stagesOf(answer, picture, offset) {
+  const { pressed, press, received, decoded, presented, seen } = answer;
   const inside = picture ? kOfHost.map((name) => picture[name] - offset) : [];
   const moments = [pressed, press, ...inside, received, decoded, presented, seen];
   const without = picture ? ['answer'] : kStages.slice(1, 8);

@@ -53,6 +53,13 @@ function printStages({ systems }) {
     });
     console.log(`| ${name} | ${cells.join(' | ')} |`);
   }
+  for (const [name, rounds] of Object.entries(systems)) {
+    const paced = rounds.flatMap((round) => round.paced);
+    if (paced.length === 0) continue;
+    const mean = paced.reduce((sum, one) => sum + one, 0) / paced.length;
+    console.log(`\n${name}: of the sending ${mean.toFixed(1)} ms in the pacer, the mean of` +
+      ` ${paced.length} pictures that the sender has timed.`);
+  }
 }
 
 function printBare({ grab, convert, encode, kbps }) {

@@ -36,6 +36,7 @@ export function figuresBetween(before, after) {
 const kCounters = [
   'framesDecoded', 'framesPerSecond', 'frameWidth', 'frameHeight', 'bytesReceived', 'packetsLost',
   'qpSum', 'freezeCount', 'totalFreezesDuration',
+  'googTimingFrameInfo', // Chromium's: the way of the last picture that the host has timed
 ];
 
 /** What the browser counts of the incoming picture, for the tests and the curious. */

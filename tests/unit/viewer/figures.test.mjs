@@ -74,7 +74,10 @@ test('the counters of another visit are not mixed in', () => {
 });
 
 test('the counters are those of the picture, not of what else comes in', () => {
-  const own = { framesPerSecond: 30, qpSum: 2000, freezeCount: 1, totalFreezesDuration: 0.4 };
+  const own = {
+    framesPerSecond: 30, qpSum: 2000, freezeCount: 1, totalFreezesDuration: 0.4,
+    googTimingFrameInfo: '90000,1,2,3',
+  };
   assert.deepEqual(pictureCounters(report(own)), {
     ...own, framesDecoded: 100, frameWidth: 1920, frameHeight: 1080, bytesReceived: 1000000,
     packetsLost: 5,
