@@ -7,6 +7,7 @@
 
 #include "platform/webrtc/large_block.h"
 #include "platform/webrtc/search_effort.h"
+#include "platform/webrtc/still_frame.h"
 
 namespace tovalin {
 namespace {
@@ -65,6 +66,8 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
                                  const vpx_codec_enc_cfg_t* settings,
                                  vpx_codec_flags_t flags) const override {
     pictures_ = 0;
+    frameFlags_ = 0;
+    stream_ = {settings->g_w, settings->g_h};
     effort_ = {};
     effort_.carries(settings->rc_target_bitrate);
     return reserve_->init(context, codec, forScreens(*settings), flags);
@@ -73,11 +76,22 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   vpx_codec_err_t codec_encode(vpx_codec_ctx_t* context, const vpx_image_t* image,
                                vpx_codec_pts_t time, uint64_t duration, vpx_enc_frame_flags_t flags,
                                uint64_t deadline) const override {
-    if (image != nullptr) {
-      activate(context, *image, (flags & VPX_EFLAG_FORCE_KF) != 0);
-      chooseSpeed(context);
+    const bool keyFrame = ((flags | std::exchange(frameFlags_, 0)) & VPX_EFLAG_FORCE_KF) != 0;
+    const bool still = image != nullptr && !keyFrame && isStill(*image);
+    auto result = VPX_CODEC_OK;
+    if (still) {
+      repeat(context, *image, time, duration);
+    } else {
+      if (image != nullptr) {
+        activate(context, *image, keyFrame);
+        chooseSpeed(context);
+      }
+      result =
+          libvpx_->codec_encode(context, image, time - stream_.left, duration, flags, deadline);
     }
-    const auto result = libvpx_->codec_encode(context, image, time, duration, flags, deadline);
+    stream_.repeats = still;
+    stream_.last = time;
+    // The repeats count as well: what a large picture has filled must not stay while nothing moves.
     if (image != nullptr && ++pictures_ % kTokensLife == 0 && isTokenList(*image)) {
       discardLargeBlock(kTokensKept);
     }
@@ -98,6 +112,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     const int before = effort_.slower();
     effort_.carries(settings->rc_target_bitrate);
     if (effort_.slower() != before) setSpeed(context);
+    if (settings->g_w != stream_.width || settings->g_h != stream_.height) {
+      stream_.width = settings->g_w;
+      stream_.height = settings->g_h;
+      stream_.begun = false;
+    }
     const auto ours = forScreens(*settings);
     return libvpx_->codec_enc_config_set(context, &ours);
   }
@@ -124,6 +143,8 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
       speed_ = value;
       value = chosenSpeed();
     }
+    // In this way the library asks for a key frame.
+    if (id == VP8E_SET_FRAME_FLAGS) frameFlags_ = value;
     return libvpx_->codec_control(context, id, value);
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
@@ -172,9 +193,18 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
   const vpx_codec_cx_pkt_t* codec_get_cx_data(vpx_codec_ctx_t* context,
                                               vpx_codec_iter_t* iterator) const override {
+    if (stream_.repeats) {
+      if (*iterator != nullptr) return nullptr;
+      *iterator = &packet_;
+      return &packet_;
+    }
     const auto* packet = libvpx_->codec_get_cx_data(context, iterator);
-    if (packet != nullptr && packet->kind == VPX_CODEC_CX_FRAME_PKT) effort_.cameOut();
-    return packet;
+    if (packet == nullptr || packet->kind != VPX_CODEC_CX_FRAME_PKT) return packet;
+    effort_.cameOut();
+    stream_.begun = true;
+    packet_ = *packet;
+    packet_.data.frame.pts += stream_.left;
+    return &packet_;
   }
   const char* codec_error_detail(vpx_codec_ctx_t* context) const override {
     return libvpx_->codec_error_detail(context);
@@ -187,6 +217,49 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
 
  private:
+  // What comes out between two calls of codec_enc_init().
+  struct Stream {
+    unsigned width = 0;
+    unsigned height = 0;
+    bool begun = false;        // whether there is a picture of this size to repeat
+    bool repeats = false;      // whether the last picture was a repeat
+    vpx_codec_pts_t last = 0;  // its time
+    vpx_codec_pts_t left = 0;  // how much of the time libvpx has not heard of
+  };
+
+  bool isStill(const vpx_image_t& image) const {
+    return stream_.begun && active_->rows && active_->rows->top >= active_->rows->bottom &&
+           image.d_w == stream_.width && image.d_h == stream_.height;
+  }
+
+  // Without libvpx, which takes 4 to 8 ms at 1920x1080 to find out that nothing is to be done. It
+  // does not hear of the time that the repeats take either: the library counts it in pictures, and
+  // libvpx would take a hundred of them for the length of one, and that for the frame rate. A
+  // segment map of libvpx's is sent anew with every picture that has one, so that leaving it out
+  // does no harm.
+  void repeat(vpx_codec_ctx_t* context, const vpx_image_t& image, vpx_codec_pts_t time,
+              uint64_t duration) const {
+    int quantizer = 0;
+    libvpx_->codec_control(context, VP8E_GET_LAST_QUANTIZER, &quantizer);
+    const StillFrameKind kind{image.d_w, image.d_h, kProfile, static_cast<unsigned>(quantizer)};
+    if (still_.empty() || kind != stillKind_) {
+      stillKind_ = kind;
+      still_ = stillFrame(kind);
+    }
+    stream_.left += time - stream_.last;
+    packet_ = {};
+    packet_.kind = VPX_CODEC_CX_FRAME_PKT;
+    auto& frame = packet_.data.frame;
+    frame.buf = still_.data();
+    frame.sz = still_.size();
+    frame.pts = time;
+    frame.duration = static_cast<unsigned long>(duration);
+    frame.partition_id = -1;  // all of them
+    frame.width[0] = image.d_w;
+    frame.height[0] = image.d_h;
+    frame.spatial_layer_encoded[0] = 1;
+  }
+
   void activate(vpx_codec_ctx_t* context, const vpx_image_t& image, bool keyFrame) const {
     const unsigned rows = blocksAlong(image.d_h);
     const unsigned columns = blocksAlong(image.d_w);
@@ -224,6 +297,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   mutable SearchEffort effort_;
   mutable int speed_ = 0;                      // as the library wants it; below zero
   mutable std::vector<unsigned char> blocks_;  // kept, so that a picture needs no allocation
+  mutable int frameFlags_ = 0;                 // of the next picture
+  mutable Stream stream_;
+  mutable vpx_codec_cx_pkt_t packet_{};  // as it was last given out
+  mutable StillFrameKind stillKind_;
+  mutable std::vector<uint8_t> still_;
 };
 
 }  // namespace

@@ -19,8 +19,8 @@ struct ActiveRows {
   std::optional<RowBand> rows;
 };
 
-// libvpx for screens: it spends its time on the active rows only, and gives back the memory that it
-// has cleared but does not use.
+// libvpx for screens: it spends its time on the active rows only, none where there are none, and
+// gives back the memory that it has cleared but does not use. For one encoder at a time.
 std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active,
                                                     std::shared_ptr<EncoderReserve> reserve);
 

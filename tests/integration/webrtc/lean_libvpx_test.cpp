@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/webrtc/still_frame.h"
 #include "platform/webrtc/webrtc_library.h"
 
 namespace tovalin {
@@ -60,7 +61,14 @@ class LeanLibvpxTest : public testing::Test {
     settings.g_lag_in_frames = 0;
     settings.rc_end_usage = VPX_CBR;
     settings.rc_target_bitrate = kbps;
+    settings.rc_min_quantizer = std::min(12U, maxQuantizer);
     settings.rc_max_quantizer = maxQuantizer;
+    // As the library has them.
+    settings.rc_undershoot_pct = 100;
+    settings.rc_overshoot_pct = 15;
+    settings.rc_buf_initial_sz = 500;
+    settings.rc_buf_optimal_sz = 600;
+    settings.rc_buf_sz = 1000;
     EXPECT_EQ(libvpx_->codec_enc_init(&codec_, vpx_codec_vp8_cx(), &settings, 0), VPX_CODEC_OK);
     EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_CPUUSED, -12), VPX_CODEC_OK);
     time_ = 0;
@@ -74,6 +82,51 @@ class LeanLibvpxTest : public testing::Test {
     std::minstd_rand random(1);
     for (uint8_t& pixel : pixels()) pixel = static_cast<uint8_t>(random() >> 8);
     return encode();
+  }
+
+  // A letter on a screen that is otherwise as it was.
+  std::vector<uint8_t> type(int number) {
+    constexpr int kLetter = 12;
+    constexpr int kLine = 160;  // in letters
+    const int top = kLetter * (number / kLine);
+    const int left = kLetter * (number % kLine);
+    for (int row = top; row < top + kLetter; ++row) {
+      for (int column = left; column < left + kLetter; ++column) {
+        pixels()[static_cast<size_t>(row) * kWidth + static_cast<size_t>(column)] =
+            static_cast<uint8_t>((row ^ column) * number);
+      }
+    }
+    active_->rows = RowBand{top, top + kLetter};
+    return encode();
+  }
+
+  // A screen of strokes, every page of others.
+  std::vector<uint8_t> showPage(int page) {
+    std::ranges::fill(pixels(), uint8_t{128});
+    std::minstd_rand random(static_cast<unsigned>(page) + 1);
+    constexpr size_t kEvery = 12;  // row
+    for (size_t row = 0; row < kHeight; row += kEvery) {
+      for (size_t column = 0; column + 9 < kWidth; column += 9) {
+        const auto at = static_cast<std::ptrdiff_t>(row * kWidth + column);
+        std::fill_n(pixels().begin() + at, 1 + random() % 8, uint8_t{30});
+      }
+    }
+    return encode();
+  }
+
+  std::vector<uint8_t> repeat() {
+    active_->rows = RowBand{};
+    return encode();
+  }
+
+  int quantizer() {
+    int value = -1;
+    EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_GET_LAST_QUANTIZER, &value), VPX_CODEC_OK);
+    return value;
+  }
+  // What a repeat is now.
+  std::vector<uint8_t> still() {
+    return stillFrame({kWidth, kHeight, 1, static_cast<unsigned>(quantizer())});
   }
 
   std::vector<uint8_t> encode() {
@@ -174,6 +227,125 @@ TEST_F(LeanLibvpxTest, WhatIsInReserveMayBeDroppedAndAskedForTwice) {
   begin();
   EXPECT_FALSE(encode().empty());
   reserve_->prepare();
+}
+
+bool isKeyFrame(const std::vector<uint8_t>& frame) {
+  return !frame.empty() && (frame[0] & 1) == 0;
+}
+
+TEST_F(LeanLibvpxTest, ARepeatIsAStillFrame) {
+  const auto first = encode();
+  ASSERT_TRUE(isKeyFrame(first));
+  EXPECT_EQ(repeat(), still());
+  EXPECT_EQ(repeat(), still());
+  EXPECT_NE(type(1), still());
+  EXPECT_EQ(repeat(), still());
+}
+
+TEST_F(LeanLibvpxTest, ARepeatIsGivenOutLikeAnyPicture) {
+  encode();
+  active_->rows = RowBand{};
+  ASSERT_EQ(libvpx_->codec_encode(&codec_, &picture_, 17, 3, 0, VPX_DL_REALTIME), VPX_CODEC_OK);
+  for (int i = 0; i < 2; ++i) {  // it may be looked at twice
+    vpx_codec_iter_t place = nullptr;
+    const auto* packet = libvpx_->codec_get_cx_data(&codec_, &place);
+    ASSERT_NE(packet, nullptr);
+    EXPECT_EQ(packet->kind, VPX_CODEC_CX_FRAME_PKT);
+    EXPECT_EQ(packet->data.frame.pts, 17);
+    EXPECT_EQ(packet->data.frame.duration, 3U);
+    EXPECT_EQ(packet->data.frame.flags, 0U);
+    EXPECT_EQ(libvpx_->codec_get_cx_data(&codec_, &place), nullptr);
+  }
+  // The next one has its own time, whatever libvpx was told.
+  active_->rows.reset();
+  ASSERT_EQ(libvpx_->codec_encode(&codec_, &picture_, 20, 1, 0, VPX_DL_REALTIME), VPX_CODEC_OK);
+  vpx_codec_iter_t place = nullptr;
+  const auto* packet = libvpx_->codec_get_cx_data(&codec_, &place);
+  ASSERT_NE(packet, nullptr);
+  EXPECT_EQ(packet->data.frame.pts, 20);
+}
+
+TEST_F(LeanLibvpxTest, NoEncoderBeginsWithARepeat) {
+  EXPECT_TRUE(isKeyFrame(repeat()));
+  EXPECT_EQ(repeat(), still());
+  end();
+  begin();
+  EXPECT_TRUE(isKeyFrame(repeat()));
+  end();
+  reserve_->prepare();
+  begin();
+  EXPECT_TRUE(isKeyFrame(repeat()));
+}
+
+TEST_F(LeanLibvpxTest, AKeyFrameThatIsAskedForIsNoRepeat) {
+  encode();
+  EXPECT_FALSE(isKeyFrame(repeat()));
+  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, int{VPX_EFLAG_FORCE_KF}),
+            VPX_CODEC_OK);
+  EXPECT_TRUE(isKeyFrame(repeat()));
+  EXPECT_EQ(repeat(), still());
+  EXPECT_EQ(
+      libvpx_->codec_encode(&codec_, &picture_, time_++, 1, VPX_EFLAG_FORCE_KF, VPX_DL_REALTIME),
+      VPX_CODEC_OK);
+  vpx_codec_iter_t place = nullptr;
+  const auto* packet = libvpx_->codec_get_cx_data(&codec_, &place);
+  ASSERT_NE(packet, nullptr);
+  EXPECT_NE(packet->data.frame.flags & VPX_FRAME_IS_KEY, 0U);
+}
+
+// Neither by its references nor by its clock.
+TEST_F(LeanLibvpxTest, LibvpxDoesNotNoticeRepeats) {
+  const auto video = [this](int repeats) {
+    end();
+    begin(kWidth, 3'000, 56);
+    std::vector<std::vector<uint8_t>> pictures;
+    for (int page = 0; page < 5; ++page) {
+      active_->rows.reset();
+      pictures.push_back(showPage(page));
+      for (int letter = 0; letter < 12; ++letter) pictures.push_back(type(letter));
+      for (int i = 0; i < repeats; ++i) repeat();
+    }
+    return pictures;
+  };
+  EXPECT_EQ(video(100), video(0));
+}
+
+TEST_F(LeanLibvpxTest, PicturesAfterALongStillAreAsAfterRepeatsThatLibvpxEncodes) {
+  constexpr int kSharp = 15;       // the quantiser's floor
+  constexpr int kSharpening = 25;  // pictures with it in a row, before no row is active any more
+  struct After {
+    size_t bytes = 0;
+    int quantizers = 0;
+  };
+  constexpr int kPages = 5;
+  const auto after = [&, this](RowBand looked) {
+    end();
+    begin(kWidth, 3'000, 56);
+    active_->rows.reset();
+    showPage(0);
+    for (int i = 0, sharp = 0; i < 500 && sharp < kSharpening; ++i) {
+      encode();
+      sharp = quantizer() <= kSharp ? sharp + 1 : 0;
+    }
+    EXPECT_LE(quantizer(), kSharp);
+    active_->rows = looked;
+    for (int i = 0; i < 100; ++i) encode();
+    active_->rows.reset();
+    After result;
+    for (int page = 1; page <= kPages; ++page) {
+      result.bytes += showPage(page).size();
+      result.quantizers += quantizer();
+    }
+    return result;
+  };
+  const auto ours = after({});
+  const auto theirs = after({0, 1});  // which is as good as none
+  RecordProperty("bytes", std::to_string(ours.bytes) + " " + std::to_string(theirs.bytes));
+  RecordProperty("quantizers",
+                 std::to_string(ours.quantizers) + " " + std::to_string(theirs.quantizers));
+  EXPECT_NEAR(static_cast<double>(ours.bytes), static_cast<double>(theirs.bytes),
+              static_cast<double>(theirs.bytes) / 4);
+  EXPECT_NEAR(ours.quantizers, theirs.quantizers, kPages * 10);
 }
 
 }  // namespace
