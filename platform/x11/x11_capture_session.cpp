@@ -62,7 +62,7 @@ CaptureSession::CaptureSession(std::unique_ptr<X11Connection> connection,
       pointer_(*connection_, display, configuration.showsCursor, notices),
       grabber_(*connection_, display, pixelLayoutOf(*connection_), notices),
       pool_(display.width, display.height, configuration.queueDepth, wake_,
-            [this] { return grabber_.allocate(); }),
+            [this] { return grabber_.allocate(display_.height); }),
       maker_(grabber_, pointer_, pool_, display.width, display.height),
       pacing_(frameInterval(configuration), FramePacing::Clock::now()),
       lookInterval_(pointer_.reportsMotion() ? FramePacing::kIdleInterval
@@ -142,32 +142,39 @@ bool CaptureSession::pictureOwed(Time now) const {
 std::optional<Error> CaptureSession::takePicture(Time now) {
   const bool compareAll = !damage_.works() || now >= pacing_.checkDue();
   const bool onlyForPointer = !compareAll && pending_.empty();
-  const auto fetched = maker_.fetch(pending_, compareAll);
-  if (const auto* failed = std::get_if<Error>(&fetched)) {
-    // A display that shrinks refuses the copy before its event has been looked at.
-    takeEvents();
-    if (!connection_->alive()) return connectionLost();
-    const auto ended = layoutChanged_ ? checkLayout() : std::nullopt;
-    return ended ? ended : *failed;
+  if (compareAll) {
+    const auto different = maker_.differences(pending_);
+    if (const auto* refusal = std::get_if<Error>(&different)) return whyRefused(*refusal);
+    pending_.add(std::get<BandSet>(different));
+    pacing_.checkedEverything();
   }
+  const auto fetched = maker_.fetch(pending_, compareAll);
+  if (const auto* refusal = std::get_if<Error>(&fetched)) return whyRefused(*refusal);
   if (std::get<FrameMaker::Fetched>(fetched) == FrameMaker::Fetched::noBufferFree) {
     // Its return signals the wake. The events that come meanwhile wait for the next idle sample.
     wake_->wait(pacing_.idleDue(), nullptr);
     return std::nullopt;
   }
   pacing_.takingPicture(now);
-  if (compareAll) pacing_.checkedEverything();
   if (pointer_.shows()) lookDue_ = now + lookInterval_;
-  pending_.clear();
   const PictureTimes times{nanoseconds(changeNoticed_.value_or(now)), nanoseconds(now)};
   changeNoticed_.reset();
-  takeEvents();
-  if (auto image = maker_.finish(times)) {
-    deliver(FrameStatus::complete, std::move(image), now);
-  } else if (onlyForPointer) {
-    pacing_.tookNone();
+  if (std::get<FrameMaker::Fetched>(fetched) == FrameMaker::Fetched::nothingNew) {
+    if (onlyForPointer) pacing_.tookNone();
+    return std::nullopt;
   }
+  pending_.clear();
+  takeEvents();
+  deliver(FrameStatus::complete, maker_.finish(times), now);
   return std::nullopt;
+}
+
+Error CaptureSession::whyRefused(const Error& refusal) {
+  // A display that shrinks refuses the copy before its event has been looked at.
+  takeEvents();
+  if (!connection_->alive()) return connectionLost();
+  const auto ended = layoutChanged_ ? checkLayout() : std::nullopt;
+  return ended.value_or(refusal);
 }
 
 void CaptureSession::lookAtPointer(Time now) {

@@ -47,6 +47,8 @@ class CaptureSession {
   std::optional<Error> checkLayout();
   bool pictureOwed(Time now) const;
   std::optional<Error> takePicture(Time now);
+  // What the stream ends with after a refused copy of the screen.
+  Error whyRefused(const Error& refusal);
   void lookAtPointer(Time now);
   void deliver(FrameStatus status, PixelBufferRef image, Time now);
 

@@ -28,15 +28,16 @@ struct PlacedCursor {
   bool operator==(const PlacedCursor&) const = default;
 };
 
-// A picture's pixels, writable.
+// A picture's pixels, writable; or those of some rows of it.
 struct PixelCanvas {
   uint8_t* data = nullptr;
   int stride = 0;
   int width = 0;
   int height = 0;
+  int firstRow = 0;  // the picture's row that `data` begins with
 
   uint8_t* at(int x, int y) const {
-    return data + static_cast<ptrdiff_t>(y) * stride + static_cast<ptrdiff_t>(x) * 4;
+    return data + static_cast<ptrdiff_t>(y - firstRow) * stride + static_cast<ptrdiff_t>(x) * 4;
   }
 };
 

@@ -47,9 +47,8 @@ FrameGrabber::FrameGrabber(X11Connection& connection, const PlacedDisplay& displ
   shares_ = staging_ != nullptr;
 }
 
-std::shared_ptr<FrameMemory> FrameGrabber::allocate() {
-  const size_t bytes =
-      static_cast<size_t>(display_.width) * static_cast<size_t>(display_.height) * 4;
+std::shared_ptr<FrameMemory> FrameGrabber::allocate(int rows) {
+  const size_t bytes = static_cast<size_t>(display_.width) * static_cast<size_t>(rows) * 4;
   if (shares_ && !converter_) {
     auto memory = FrameMemory::sharedWith(connection_, bytes);
     if (memory != nullptr) return memory;
@@ -62,26 +61,27 @@ std::shared_ptr<FrameMemory> FrameGrabber::allocate() {
 }
 
 std::span<const FetchedBand> FrameGrabber::ask(const FrameMemory& into,
-                                               std::span<const RowBand> bands) {
+                                               std::span<const RowBand> bands, int firstRow) {
   xcb_connection_t* c = connection_.get();
   const xcb_shm_seg_t segment = staging_ != nullptr ? staging_->segment() : into.segment();
   const int stride = layout_.stride(display_.width);
   const auto x = static_cast<int16_t>(display_.left);
   const auto width = static_cast<uint16_t>(display_.width);
+  const int segmentTop = staging_ != nullptr ? 0 : firstRow;
   viaSegment_ = segment != XCB_NONE;
   asked_.clear();
   for (const RowBand rows : bands) {
     const auto y = static_cast<int16_t>(display_.top + rows.top);
     const auto height = static_cast<uint16_t>(rows.bottom - rows.top);
     const unsigned sequence =
-        viaSegment_
-            ? xcb_shm_get_image(c, connection_.root(), x, y, width, height, kAllPlanes,
-                                XCB_IMAGE_FORMAT_Z_PIXMAP, segment,
-                                static_cast<uint32_t>(rows.top) * static_cast<uint32_t>(stride))
-                  .sequence
-            : xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.root(), x, y, width, height,
-                            kAllPlanes)
-                  .sequence;
+        viaSegment_ ? xcb_shm_get_image(c, connection_.root(), x, y, width, height, kAllPlanes,
+                                        XCB_IMAGE_FORMAT_Z_PIXMAP, segment,
+                                        static_cast<uint32_t>(rows.top - segmentTop) *
+                                            static_cast<uint32_t>(stride))
+                          .sequence
+                    : xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.root(), x, y, width,
+                                    height, kAllPlanes)
+                          .sequence;
     asked_.push_back({rows, sequence});
   }
   return asked_;

@@ -35,12 +35,14 @@ class FrameGrabber {
   FrameGrabber(X11Connection& connection, const PlacedDisplay& display, const PixelLayout& layout,
                CaptureNotices& notices);
 
-  // Memory for one buffer, of the kind that can be filled quickest; null when there is none.
-  std::shared_ptr<FrameMemory> allocate();
+  // Memory for so many rows, of the kind that can be filled quickest; null when there is none.
+  std::shared_ptr<FrameMemory> allocate(int rows);
 
   // Sends the requests for all bands at once; `collect` waits for all the answers. Only in pairs,
-  // for the same buffer. `collect` says why the server refused; absent: the pixels are there.
-  std::span<const FetchedBand> ask(const FrameMemory& into, std::span<const RowBand> bands);
+  // for the same buffer, which begins with row `firstRow`. `collect` says why the server refused;
+  // absent: the pixels are there.
+  std::span<const FetchedBand> ask(const FrameMemory& into, std::span<const RowBand> bands,
+                                   int firstRow = 0);
   std::optional<Error> collect(const PixelCanvas& into);
 
  private:

@@ -71,11 +71,11 @@ bool FramePool::prepare() {
   return addFrame() != nullptr;
 }
 
-PooledFrame* FramePool::take(const PooledFrame* apartFrom) {
-  PooledFrame* frame = freeFrame(apartFrom);
+PooledFrame* FramePool::take() {
+  PooledFrame* frame = freeFrame();
   if (frame == nullptr) {
     returns_->awaited = true;
-    frame = freeFrame(apartFrom);
+    frame = freeFrame();
     if (frame == nullptr) return nullptr;
     returns_->awaited = false;
   }
@@ -83,19 +83,18 @@ PooledFrame* FramePool::take(const PooledFrame* apartFrom) {
   return frame;
 }
 
-PooledFrame* FramePool::freeFrame(const PooledFrame* apartFrom) {
+PooledFrame* FramePool::freeFrame() {
   size_t lent = 0;
   PooledFrame* best = nullptr;
   for (const auto& frame : frames_) {
     if (frame->memory->lent) {
       ++lent;
-    } else if (frame.get() != apartFrom &&
-               (best == nullptr || frame->stale.rows() < best->stale.rows())) {
+    } else if (best == nullptr || frame->stale.rows() < best->stale.rows()) {
       best = frame.get();
     }
   }
   if (lent >= depth_) return nullptr;
-  return best != nullptr || frames_.size() > depth_ ? best : addFrame();
+  return best != nullptr ? best : addFrame();
 }
 
 PooledFrame* FramePool::addFrame() {

@@ -22,9 +22,9 @@ struct PooledFrame {
   PixelCanvas canvas;
 };
 
-// The buffers of one stream. At most `depth` are in consumers' hands at once; one more is made, so
-// that the newest picture is always there to compare with. Buffers are made when first needed: a
-// quick consumer never sees more than two or three. Capture thread alone, but for the returns.
+// The buffers of one stream. At most `depth` are in consumers' hands at once. Buffers are made when
+// first needed: a quick consumer never sees more than two or three. Capture thread alone, but for
+// the returns.
 class FramePool {
  public:
   using Allocate = std::function<std::shared_ptr<FrameMemory>()>;
@@ -36,9 +36,9 @@ class FramePool {
   bool prepare();
 
   // The free buffer that needs least to become current, with its cursor taken off; null when
-  // `depth` are out. `apartFrom` is never chosen. After null, the return of a buffer signals the
-  // wake, so that nobody has to look again before that.
-  PooledFrame* take(const PooledFrame* apartFrom);
+  // `depth` are out. After null, the return of a buffer signals the wake, so that nobody has to
+  // look again before that.
+  PooledFrame* take();
 
   // What has changed on the screen: every buffer is behind by these rows.
   void markStale(const BandSet& rows);
@@ -54,7 +54,7 @@ class FramePool {
     std::atomic<bool> awaited{false};
   };
 
-  PooledFrame* freeFrame(const PooledFrame* apartFrom);
+  PooledFrame* freeFrame();
   PooledFrame* addFrame();
 
   int width_;

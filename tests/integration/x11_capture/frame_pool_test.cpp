@@ -14,7 +14,7 @@ class FramePoolTest : public testing::Test {
   static constexpr int kDepth = 3;
 
   PixelBufferRef lendOne() {
-    PooledFrame* frame = pool_.take(nullptr);
+    PooledFrame* frame = pool_.take();
     if (frame == nullptr) return nullptr;
     frame->stale.clear();
     return pool_.lend(*frame, BandSet({0, 1}));
@@ -72,48 +72,32 @@ TEST_F(FramePoolTest, MakesBuffersOnlyWhenNoneIsFree) {
   EXPECT_EQ(allocated_, 2);
 }
 
-TEST_F(FramePoolTest, TheNewestCanAlwaysBeKeptApart) {
-  std::vector<PixelBufferRef> held;
-  PooledFrame* newest = nullptr;
-  for (int count = 0; count < kDepth; ++count) {
-    PooledFrame* frame = pool_.take(newest);
-    ASSERT_NE(frame, nullptr);
-    EXPECT_NE(frame, newest);
-    newest = frame;
-    held.push_back(pool_.lend(*frame, {}));
-  }
-  held.clear();
-  PooledFrame* other = pool_.take(newest);
-  ASSERT_NE(other, nullptr);
-  EXPECT_NE(other, newest);
-}
-
 TEST_F(FramePoolTest, PrefersTheBufferThatIsBehindLeast) {
-  PooledFrame* first = pool_.take(nullptr);
+  PooledFrame* first = pool_.take();
   first->stale.clear();
   auto held = pool_.lend(*first, {});
-  PooledFrame* second = pool_.take(nullptr);
+  PooledFrame* second = pool_.take();
   second->stale.clear();
   held = nullptr;
   pool_.markStale(BandSet({2, 5}));
   second->stale.clear();
-  EXPECT_EQ(pool_.take(nullptr), second);
+  EXPECT_EQ(pool_.take(), second);
   EXPECT_EQ(first->stale, BandSet({2, 5}));
 }
 
 TEST_F(FramePoolTest, ANewBufferIsBehindByAllRows) {
-  EXPECT_EQ(pool_.take(nullptr)->stale, BandSet({0, 8}));
+  EXPECT_EQ(pool_.take()->stale, BandSet({0, 8}));
 }
 
 TEST_F(FramePoolTest, TakesTheCursorOffABufferThatIsUsedAgain) {
   auto shape = std::make_shared<CursorShape>();
   shape->width = shape->height = 2;
   shape->pixels.assign(4, 0xffffffff);
-  PooledFrame* frame = pool_.take(nullptr);
+  PooledFrame* frame = pool_.take();
   const uint8_t before = *frame->canvas.at(1, 1);
   frame->covered.drawOver(frame->canvas, {shape, 0, 0});
   EXPECT_NE(*frame->canvas.at(1, 1), before);
-  EXPECT_EQ(pool_.take(nullptr), frame);
+  EXPECT_EQ(pool_.take(), frame);
   EXPECT_EQ(*frame->canvas.at(1, 1), before);
 }
 
@@ -133,14 +117,14 @@ TEST_F(FramePoolTest, PicturesAreNumberedAndKnowTheirStreamAndDamage) {
   ASSERT_EQ(first->damage().size(), 1U);
   EXPECT_EQ(first->damage()[0], (RowBand{0, 1}));
   FramePool other(4, 8, kDepth, wake_, [] { return FrameMemory::ownedHere(4 * 4 * 8); });
-  EXPECT_NE(other.lend(*other.take(nullptr), {})->streamIdentity(), first->streamIdentity());
+  EXPECT_NE(other.lend(*other.take(), {})->streamIdentity(), first->streamIdentity());
 }
 
 TEST_F(FramePoolTest, PicturesOutliveThePool) {
   PixelBufferRef picture;
   {
     FramePool other(4, 8, kDepth, wake_, [] { return FrameMemory::ownedHere(4 * 4 * 8); });
-    PooledFrame* frame = other.take(nullptr);
+    PooledFrame* frame = other.take();
     std::memset(frame->memory->data(), 0x5a, 4 * 4 * 8);
     picture = other.lend(*frame, {});
   }
