@@ -2,12 +2,12 @@
 
 #include <xcb/shm.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 #include "platform/x11/x11_connection.h"
+#include "platform/x11/x11_frame_loan.h"
 
 namespace tovalin {
 
@@ -30,9 +30,7 @@ class FrameMemory {
   // The server's name for it; none when it is not shared.
   xcb_shm_seg_t segment() const { return segment_; }
 
-  // Whether a consumer holds a picture in it. Consumers clear it when they are done, on any
-  // thread; what they read happens before what is written after it is seen cleared.
-  std::atomic<bool> lent{false};
+  FrameLoan loan;
 
  private:
   enum class Origin { mapped, systemV };

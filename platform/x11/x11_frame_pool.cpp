@@ -13,7 +13,7 @@ uint64_t nextStreamIdentity() {
 
 }  // namespace
 
-// One lent buffer, in the consumers' hands.
+// One lent buffer, in the consumers' hands. Outlives the loan when it has been given up.
 class FramePool::Picture : public PixelBuffer {
  public:
   Picture(const PooledFrame& frame, std::shared_ptr<Returns> returns, uint64_t streamIdentity,
@@ -24,16 +24,10 @@ class FramePool::Picture : public PixelBuffer {
         streamIdentity_(streamIdentity),
         pictureNumber_(pictureNumber),
         damage_(damage),
-        times_(times) {
-    memory_->lent = true;
-  }
+        times_(times),
+        loan_(memory_->loan.lend()) {}
 
-  // The order of the two is what `take` relies on: either it sees the buffer free, or this sees
-  // that it is awaited.
-  ~Picture() override {
-    memory_->lent = false;
-    if (returns_->awaited.exchange(false)) returns_->wake->signal();
-  }
+  ~Picture() override { Picture::giveUp(); }
 
   int width() const override { return canvas_.width; }
   int height() const override { return canvas_.height; }
@@ -44,7 +38,16 @@ class FramePool::Picture : public PixelBuffer {
   std::span<const RowBand> damage() const override { return damage_.bands(); }
   PictureTimes times() const override { return times_; }
 
+  void giveUp() const override {
+    if (memory_->loan.giveUp(loan_)) returns_->noteFree();
+  }
+
  private:
+  bool pin() const override { return memory_->loan.beginReading(loan_); }
+  void unpin() const override {
+    if (memory_->loan.endReading()) returns_->noteFree();
+  }
+
   std::shared_ptr<FrameMemory> memory_;
   PixelCanvas canvas_;
   std::shared_ptr<Returns> returns_;
@@ -52,6 +55,7 @@ class FramePool::Picture : public PixelBuffer {
   uint64_t pictureNumber_;
   BandSet damage_;
   PictureTimes times_;
+  FrameLoan::Number loan_;
 };
 
 FramePool::FramePool(int width, int height, int depth, std::shared_ptr<CaptureWake> wake,
@@ -72,10 +76,10 @@ bool FramePool::prepare() {
 }
 
 PooledFrame* FramePool::take() {
-  PooledFrame* frame = freeFrame();
+  PooledFrame* frame = takeFree();
   if (frame == nullptr) {
     returns_->awaited = true;
-    frame = freeFrame();
+    frame = takeFree();
     if (frame == nullptr) return nullptr;
     returns_->awaited = false;
   }
@@ -83,18 +87,22 @@ PooledFrame* FramePool::take() {
   return frame;
 }
 
-PooledFrame* FramePool::freeFrame() {
-  size_t lent = 0;
-  PooledFrame* best = nullptr;
-  for (const auto& frame : frames_) {
-    if (frame->memory->lent) {
-      ++lent;
-    } else if (best == nullptr || frame->stale.rows() < best->stale.rows()) {
-      best = frame.get();
+PooledFrame* FramePool::takeFree() {
+  while (true) {
+    size_t out = 0;
+    PooledFrame* best = nullptr;
+    for (const auto& frame : frames_) {
+      if (!frame->memory->loan.free()) {
+        ++out;
+      } else if (best == nullptr || frame->stale.rows() < best->stale.rows()) {
+        best = frame.get();
+      }
     }
+    if (out >= depth_) return nullptr;
+    if (best == nullptr) return addFrame();
+    // Unless somebody has just begun to read it: it is out then.
+    if (best->memory->loan.takeBack()) return best;
   }
-  if (lent >= depth_) return nullptr;
-  return best != nullptr ? best : addFrame();
 }
 
 PooledFrame* FramePool::addFrame() {

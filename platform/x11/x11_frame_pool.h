@@ -23,8 +23,8 @@ struct PooledFrame {
 };
 
 // The buffers of one stream. At most `depth` are in consumers' hands at once. Buffers are made when
-// first needed: a quick consumer never sees more than two or three. Capture thread alone, but for
-// the returns.
+// first needed: a consumer that gives pictures up before the next is taken never sees more than
+// one. Capture thread alone, but for the returns.
 class FramePool {
  public:
   using Allocate = std::function<std::shared_ptr<FrameMemory>()>;
@@ -36,25 +36,33 @@ class FramePool {
   bool prepare();
 
   // The free buffer that needs least to become current, with its cursor taken off; null when
-  // `depth` are out. After null, the return of a buffer signals the wake, so that nobody has to
-  // look again before that.
+  // `depth` are out. It may be that of a picture given up, whose pixels are gone then: a newer one
+  // must follow. After null, the return of a buffer signals the wake, so that nobody has to look
+  // again before that.
   PooledFrame* take();
 
   // What has changed on the screen: every buffer is behind by these rows.
   void markStale(const BandSet& rows);
 
-  // Hands a taken buffer out as the next picture. It is free again when the last reference goes.
+  // Hands a taken buffer out as the next picture. It is free again when the pixels have been given
+  // up or the last reference has gone, and nobody reads it.
   PixelBufferRef lend(PooledFrame& frame, const BandSet& damage, PictureTimes times = {});
 
  private:
   class Picture;
   // Shared with the pictures, which outlive the pool.
   struct Returns {
+    // One buffer is free again. That comes before the look at the flag, as the flag comes before
+    // the second look for a free buffer in `take`: one of the two sees the other.
+    void noteFree() {
+      if (awaited.exchange(false)) wake->signal();
+    }
+
     std::shared_ptr<CaptureWake> wake;
     std::atomic<bool> awaited{false};
   };
 
-  PooledFrame* freeFrame();
+  PooledFrame* takeFree();
   PooledFrame* addFrame();
 
   int width_;

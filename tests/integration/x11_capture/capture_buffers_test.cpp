@@ -1,5 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <random>
+#include <set>
+#include <thread>
+
 #include "tests/integration/x11_capture/capture_fixture.h"
 
 namespace tovalin::test {
@@ -7,6 +14,28 @@ namespace {
 
 class CaptureBuffersTest : public CaptureFixture {
  protected:
+  // With the pointer in the middle of the screen.
+  void streamGivenUp(std::vector<std::string> options = {}) {
+    startServer("801x601x24", std::move(options));
+    desktop_->setCursor(16, 0xff0000);
+    desktop_->warpPointer(400, 300);
+    makeStream(configuration());
+    output_->giveUpPictures();
+    ASSERT_FALSE(start());
+    ASSERT_TRUE(output_->waitForSamples(FrameStatus::complete, 1));
+  }
+
+  // Buffers that pictures have come in.
+  size_t buffersUsed() {
+    std::set<const uint8_t*> buffers;
+    for (const auto& sample : output_->samples()) {
+      if (sample.status == FrameStatus::complete) buffers.insert(sample.pixels);
+    }
+    return buffers.size();
+  }
+
+  bool newestCanBeRead() { return static_cast<bool>(PixelLease(*output_->picture())); }
+
   void streamWithDepth(int depth, std::vector<std::string> options = {}) {
     startServer("640x480x24", std::move(options));
     CaptureConfiguration wanted = configuration();
@@ -59,6 +88,93 @@ TEST_F(CaptureBuffersTest, OneBufferIsEnough) {
     output_->releaseAll();
     EXPECT_TRUE(pixelBecomes(0, 100, 0x111111));
   }
+}
+
+TEST_F(CaptureBuffersTest, OneServesAConsumerThatGivesUpAndEveryPictureIsTheScreen) {
+  for (const auto& options :
+       {std::vector<std::string>{}, {"-extension", "DAMAGE"}, {"-extension", "MIT-SHM"}}) {
+    streamGivenUp(options);
+    std::mt19937 random(5);
+    const auto below = [&random](int limit) { return static_cast<int>(random() % limit); };
+    for (int round = 0; output_->count(FrameStatus::complete) < 40; ++round) {
+      desktop_->fill(below(801), below(601), 1 + below(200), 1 + below(30),
+                     static_cast<uint32_t>(random()) & 0xffffff);
+      desktop_->movePointer(below(801), below(601));
+    }
+    EXPECT_EQ(buffersUsed(), 1U);
+    EXPECT_EQ(output_->brokenPromises(), 0);
+    EXPECT_TRUE(output_->waitForPicture([](const PixelBuffer&) { return true; }));
+  }
+}
+
+TEST_F(CaptureBuffersTest, WhatStaysUnderThePointerIsThereWhenItLeavesTheOneBuffer) {
+  streamGivenUp();
+  desktop_->fill(0, 0, 801, 601, 0x0000ff);
+  ASSERT_TRUE(pixelBecomes(10, 10, 0x0000ff));
+  for (const int x : {100, 200, 300}) {
+    desktop_->movePointer(x, 300);
+    ASSERT_TRUE(pixelBecomes(x, 300, 0xff0000));
+  }
+  EXPECT_TRUE(output_->waitForPicture([](const PixelBuffer& picture) {
+    return pixelAt(picture, 100, 300) == 0x0000ff && pixelAt(picture, 200, 300) == 0x0000ff &&
+           pixelAt(picture, 400, 300) == 0x0000ff;
+  }));
+  EXPECT_EQ(buffersUsed(), 1U);
+}
+
+// Motion on the spot and comparisons that find nothing make no picture: were the memory taken for
+// one, nobody could see the newest any more.
+TEST_F(CaptureBuffersTest, TheNewestPictureOfAStillScreenStands) {
+  for (const auto& options : {std::vector<std::string>{}, {"-extension", "DAMAGE"}}) {
+    streamGivenUp(options);
+    desktop_->fill(0, 0, 10, 10, 0x123456);
+    ASSERT_TRUE(pixelBecomes(0, 0, 0x123456));
+    const size_t pictures = output_->count(FrameStatus::complete);
+    // Beyond the time after which the whole screen is compared.
+    const size_t idle = output_->count(FrameStatus::idle) + 10;
+    while (output_->count(FrameStatus::idle) < idle) {
+      desktop_->movePointer(400, 300);
+      ASSERT_TRUE(newestCanBeRead());
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(output_->count(FrameStatus::complete), pictures);
+  }
+}
+
+// A reader on another thread, as a second consumer is.
+TEST_F(CaptureBuffersTest, WhatIsReadStandsStillWhileOthersGiveItUp) {
+  streamGivenUp();
+  std::atomic<bool> ended = false;
+  std::atomic<int> changedMeanwhile = 0;
+  std::atomic<int> read = 0;
+  std::thread reader([&] {
+    while (!ended) {
+      const auto picture = output_->picture();
+      const PixelLease lease(*picture);
+      if (!lease) continue;
+      const size_t bytes = static_cast<size_t>(picture->stride()) * 601;
+      const std::vector<uint8_t> copy(picture->data(), picture->data() + bytes);
+      changedMeanwhile += std::memcmp(copy.data(), picture->data(), bytes) != 0;
+      ++read;
+    }
+  });
+  for (uint32_t colour = 0; output_->count(FrameStatus::complete) < 60; ++colour) {
+    desktop_->fill(0, 0, 801, 601, colour);
+  }
+  ended = true;
+  reader.join();
+  EXPECT_EQ(changedMeanwhile, 0);
+  EXPECT_GT(read, 0);
+  EXPECT_EQ(output_->brokenPromises(), 0);
+}
+
+TEST_F(CaptureBuffersTest, GivingUpEndsTheWaitForABuffer) {
+  streamWithDepth(2);
+  consumerHoldsAll(2);
+  desktop_->fill(0, 100, 10, 10, 0x111111);
+  ASSERT_TRUE(nothingComes());
+  output_->giveUpPictures();
+  EXPECT_TRUE(pixelBecomes(0, 100, 0x111111));
 }
 
 TEST_F(CaptureBuffersTest, HeldPicturesNeverChange) {

@@ -72,6 +72,80 @@ TEST_F(FramePoolTest, MakesBuffersOnlyWhenNoneIsFree) {
   EXPECT_EQ(allocated_, 2);
 }
 
+TEST_F(FramePoolTest, OneBufferServesAConsumerThatGivesUp) {
+  PixelBufferRef held;
+  for (int count = 0; count < 20; ++count) {
+    auto next = lendOne();
+    ASSERT_NE(next, nullptr);
+    next->giveUp();
+    held = std::move(next);
+  }
+  EXPECT_EQ(allocated_, 1);
+}
+
+TEST_F(FramePoolTest, WhatIsGivenUpStandsUntilItIsTakenBack) {
+  const auto picture = lendOne();
+  picture->giveUp();
+  EXPECT_TRUE(PixelLease(*picture));
+  const auto next = lendOne();
+  EXPECT_FALSE(PixelLease(*picture));
+  EXPECT_TRUE(PixelLease(*next));
+  EXPECT_EQ(next->data(), picture->data());
+}
+
+TEST_F(FramePoolTest, WhatIsNotGivenUpIsNeverTakenBack) {
+  const auto picture = lendOne();
+  EXPECT_NE(lendOne()->data(), picture->data());
+  EXPECT_TRUE(PixelLease(*picture));
+}
+
+TEST_F(FramePoolTest, WhatIsBeingReadIsNotTakenBack) {
+  const auto picture = lendOne();
+  picture->giveUp();
+  {
+    const PixelLease lease(*picture);
+    ASSERT_TRUE(lease);
+    EXPECT_NE(lendOne()->data(), picture->data());
+  }
+  EXPECT_EQ(allocated_, 2);
+  EXPECT_TRUE(PixelLease(*picture));
+}
+
+TEST_F(FramePoolTest, ThePictureBeforeCanNeitherGiveUpNorFreeTheNext) {
+  auto picture = lendOne();
+  picture->giveUp();
+  const auto next = lendOne();
+  picture->giveUp();
+  picture = nullptr;
+  EXPECT_NE(lendOne()->data(), next->data());
+}
+
+TEST_F(FramePoolTest, WakesOnGivingUpOnlyWhenOneIsAwaited) {
+  std::vector<PixelBufferRef> held = {lendOne()};
+  held.back()->giveUp();
+  EXPECT_FALSE(woken());
+  held.clear();
+  while (auto picture = lendOne()) held.push_back(std::move(picture));
+  held.back()->giveUp();
+  EXPECT_TRUE(woken());
+  held.back()->giveUp();
+  EXPECT_FALSE(woken());
+}
+
+TEST_F(FramePoolTest, WakesAtTheEndOfTheLastReading) {
+  std::vector<PixelBufferRef> held;
+  while (auto picture = lendOne()) held.push_back(std::move(picture));
+  auto first = std::make_unique<PixelLease>(*held.back());
+  auto second = std::make_unique<PixelLease>(*held.back());
+  held.back()->giveUp();
+  first = nullptr;
+  EXPECT_FALSE(woken());
+  EXPECT_EQ(lendOne(), nullptr);
+  second = nullptr;
+  EXPECT_TRUE(woken());
+  EXPECT_NE(lendOne(), nullptr);
+}
+
 TEST_F(FramePoolTest, PrefersTheBufferThatIsBehindLeast) {
   PooledFrame* first = pool_.take();
   first->stale.clear();

@@ -27,6 +27,12 @@ void RecordingOutput::holdPictures() {
   if (picture_ != nullptr) held_.push_back(picture_);
 }
 
+void RecordingOutput::giveUpPictures() {
+  std::lock_guard lock(mutex_);
+  givingUp_ = true;
+  if (picture_ != nullptr) picture_->giveUp();
+}
+
 void RecordingOutput::releaseOne() {
   PixelBufferRef released;
   std::lock_guard lock(mutex_);
@@ -53,7 +59,11 @@ bool RecordingOutput::waitForSamples(FrameStatus status, size_t count) {
 }
 
 bool RecordingOutput::waitForPicture(const std::function<bool(const PixelBuffer&)>& wanted) {
-  return waitFor([&] { return picture_ != nullptr && wanted(*picture_); });
+  return waitFor([&] {
+    if (picture_ == nullptr) return false;
+    const PixelLease lease(*picture_);
+    return lease && wanted(*picture_);
+  });
 }
 
 bool RecordingOutput::waitForError() {
@@ -106,7 +116,8 @@ void RecordingOutput::didOutputSample(const CaptureSample& sample) {
                 {},
                 0,
                 0,
-                {}};
+                {},
+                nullptr};
   char name[16] = {};
   pthread_getname_np(pthread_self(), name, sizeof name);
   record.thread = name;
@@ -115,7 +126,9 @@ void RecordingOutput::didOutputSample(const CaptureSample& sample) {
     record.pictureNumber = sample.image->pictureNumber();
     const auto damage = sample.image->damage();
     record.damage.assign(damage.begin(), damage.end());
+    record.pixels = sample.image->data();
     checkPromises(*sample.image);
+    if (givingUp_) sample.image->giveUp();
     picture_ = sample.image;
     if (holding_) held_.push_back(sample.image);
   }

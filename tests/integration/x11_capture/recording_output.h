@@ -25,17 +25,20 @@ class RecordingOutput : public CaptureStreamOutput {
     uint64_t streamIdentity = 0;
     uint64_t pictureNumber = 0;
     std::vector<RowBand> damage;
+    const uint8_t* pixels = nullptr;  // where they are, to tell buffers apart
   };
 
   // Holds every picture from now on, as a consumer that is behind does.
   void holdPictures();
+  // Gives every picture up from now on, as a consumer does that has made its copy.
+  void giveUpPictures();
   // Lets go of the oldest held picture, or of all.
   void releaseOne();
   void releaseAll();
 
   bool waitFor(const std::function<bool()>& condition);
   bool waitForSamples(FrameStatus status, size_t count);
-  // Looks at the newest picture and at each that comes.
+  // Looks at the newest picture, unless its pixels are gone, and at each that comes.
   bool waitForPicture(const std::function<bool(const PixelBuffer&)>& wanted);
   bool waitForError();
 
@@ -63,6 +66,7 @@ class RecordingOutput : public CaptureStreamOutput {
   std::vector<Error> errors_;
   PixelBufferRef picture_;
   bool holding_ = false;
+  bool givingUp_ = false;
   std::vector<PixelBufferRef> held_;
   std::vector<uint8_t> copy_;  // kept up to date by damage alone
   uint64_t copyNumber_ = 0;
