@@ -14,6 +14,7 @@ void PictureConverter::skip(const PixelBuffer& picture) {
 rtc::scoped_refptr<webrtc::I420BufferInterface> PictureConverter::convert(
     const PixelBuffer& picture) {
   skip(picture);
+  pixelsGone_ = false;
   const uint64_t number = picture.pictureNumber();
   const auto same = std::ranges::find_if(
       copies_, [number](const Copy& copy) { return copy.filled && copy.number == number; });
@@ -21,6 +22,9 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> PictureConverter::convert(
 
   Copy* copy = freshestFreeCopy(picture);
   if (copy == nullptr) return nullptr;
+  const PixelLease lease(picture);
+  pixelsGone_ = !lease;
+  if (pixelsGone_) return nullptr;
   if (copy->filled && number == history_.newest() && history_.since(copy->number, bands_)) {
     for (const RowBand& band : bands_) convertRows(picture, *copy->buffer, band);
   } else {

@@ -26,8 +26,11 @@ class PictureConverter {
   // Takes note of a picture that nobody wants to see, so that its damage is not lost.
   void skip(const PixelBuffer& picture);
 
-  // The picture in I420, immutable from now on; null when the consumer still holds every copy.
+  // The picture in I420, immutable from now on; null when the consumer still holds every copy, or
+  // when the pixels have been taken back. Of the picture converted last there always is a copy.
   rtc::scoped_refptr<webrtc::I420BufferInterface> convert(const PixelBuffer& picture);
+  // Whether the last conversion failed for want of the pixels.
+  bool pixelsGone() const { return pixelsGone_; }
 
   // The band of rows that may differ between picture `number` and the newest one noted; all rows
   // when that far back is not remembered.
@@ -52,6 +55,7 @@ class PictureConverter {
   DamageHistory history_;
   std::vector<Copy> copies_;
   std::vector<RowBand> bands_;  // kept, so that a picture needs no allocation
+  bool pixelsGone_ = false;
   int64_t rowsConverted_ = 0;
 };
 

@@ -64,10 +64,13 @@ void ScreenSource::Feed::push(const PixelBuffer& picture, int64_t timestampNs) {
   // never pile up there; the converter's fixed number of copies bounds what is on its way.
   const auto converted = converter_.convert(picture);
   if (!converted) {
+    // For want of the pixels the encoder is not to blame, and a newer picture is on its way.
+    if (converter_.pixelsGone()) return;
     trace_->fellBehind(timestampUs);
     OnFrameDropped();
     return;
   }
+  picture.giveUp();
   trace_->converted(timestampUs, picture.times(), begun);
   // The library adds up the rectangles of the frames that it passes over on their way to the
   // encoder: what arrives there as a repeat is one.
@@ -95,6 +98,12 @@ ScreenSource::~ScreenSource() = default;
 
 void ScreenSource::push(const PixelBufferRef& picture, int64_t timestampNs) {
   std::lock_guard lock(mutex_);
+  // A re-send that the next picture has overtaken on another thread. It would undo what that one
+  // shows, and the copy of the next would go to it, whose pixels are given up.
+  if (last_ && last_->streamIdentity() == picture->streamIdentity() &&
+      last_->pictureNumber() > picture->pictureNumber()) {
+    return;
+  }
   last_ = picture;
   deliver(timestampNs);
 }

@@ -30,7 +30,9 @@ class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> 
 
   // Converts and delivers one picture on the calling thread; the same one again with an empty
   // update rectangle. Nothing is converted while nobody watches or the library's rate control
-  // passes this picture over. Any thread; calls are taken one at a time.
+  // passes this picture over. Once converted, its pixels are given up: repeats are of the copy. A
+  // picture that a newer one of its stream has overtaken is left out. Any thread; calls are taken
+  // one at a time.
   void push(const PixelBufferRef& picture, int64_t timestampNs);
 
   // So long after a picture that is not sharp yet the same is worth another look. At ten a second

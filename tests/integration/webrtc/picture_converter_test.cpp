@@ -198,6 +198,51 @@ TEST_F(PictureConverterTest, DropsAPictureWhileEveryCopyIsHeld) {
   EXPECT_EQ(rowsFor(*painted(*picture, 8, 10, kGreen)), 2 + 2);
 }
 
+TEST_F(PictureConverterTest, MakesNothingOfAPictureWhosePixelsAreGone) {
+  const auto first = fourQuarters(64, 32);
+  rowsFor(*first);
+  const auto second = painted(*first, 2, 6, kOrange);
+  second->giveUp();
+  second->takeBackIfGivenUp();
+  EXPECT_FALSE(converter_.convert(*second));
+  EXPECT_TRUE(converter_.pixelsGone());
+  EXPECT_EQ(rowsFor(*painted(*second, 8, 10, kGreen)), 4 + 2);
+  EXPECT_FALSE(converter_.pixelsGone());
+}
+
+TEST_F(PictureConverterTest, HandsOutTheCopyOfAPictureWhosePixelsAreGone) {
+  const auto picture = fourQuarters(64, 32);
+  const Converted before = converter_.convert(*picture);
+  picture->giveUp();
+  picture->takeBackIfGivenUp();
+  EXPECT_EQ(converter_.convert(*picture), before);
+  EXPECT_FALSE(converter_.pixelsGone());
+}
+
+TEST_F(PictureConverterTest, KeepsTheCopyWhileTheNextIsOnlySkippedOrGone) {
+  const auto first = fourQuarters(64, 32);
+  const uint8_t* copy = converter_.convert(*first)->DataY();
+  first->giveUp();
+  first->takeBackIfGivenUp();
+  const auto second = painted(*first, 2, 6, kOrange);
+  converter_.skip(*second);
+  second->giveUp();
+  second->takeBackIfGivenUp();
+  EXPECT_FALSE(converter_.convert(*second));
+  EXPECT_EQ(converter_.convert(*first)->DataY(), copy);
+}
+
+TEST_F(PictureConverterTest, IsBehindNotWithoutPixelsWhenEveryCopyIsHeld) {
+  auto picture = fourQuarters(64, 32);
+  std::vector<Converted> held;
+  for (size_t i = 0; i < PictureConverter::kCopies; ++i) {
+    held.push_back(converter_.convert(*picture));
+    picture = painted(*picture, 2, 4, kOrange);
+  }
+  EXPECT_FALSE(converter_.convert(*picture));
+  EXPECT_FALSE(converter_.pixelsGone());
+}
+
 TEST_F(PictureConverterTest, HeldCopiesOfAnotherSizeDoNotCount) {
   auto picture = fourQuarters(64, 32);
   std::vector<Converted> held;

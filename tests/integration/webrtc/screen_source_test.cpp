@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/webrtc/frame_trace.h"
+#include "platform/webrtc/picture_converter.h"
 #include "tests/integration/webrtc/test_picture.h"
 
 namespace tovalin {
@@ -27,9 +28,16 @@ constexpr Rect kNothing{0, 0, 0, 0};
 
 class Watcher : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
  public:
-  void OnFrame(const webrtc::VideoFrame& frame) override { changed.push_back(frame.update_rect()); }
+  void OnFrame(const webrtc::VideoFrame& frame) override {
+    changed.push_back(frame.update_rect());
+    if (keep) kept.push_back(frame);
+  }
+  void OnDiscardedFrame() override { ++dropped; }
 
   std::vector<Rect> changed;
+  int dropped = 0;
+  bool keep = false;
+  std::vector<webrtc::VideoFrame> kept;
 };
 
 class AScreenSource : public testing::Test {
@@ -42,11 +50,14 @@ class AScreenSource : public testing::Test {
     source_->push(picture, now_ += kStepNs);
   }
 
+  static rtc::scoped_refptr<ScreenSource> make() {
+    return rtc::make_ref_counted<ScreenSource>(std::make_shared<FrameTrace>(std::string()));
+  }
+
   Watcher watcher_;
+  const rtc::scoped_refptr<ScreenSource> source_ = make();
 
  private:
-  const rtc::scoped_refptr<ScreenSource> source_ =
-      rtc::make_ref_counted<ScreenSource>(std::make_shared<FrameTrace>(std::string()));
   int64_t now_ = rtc::TimeNanos();
 };
 
@@ -80,6 +91,82 @@ TEST_F(AScreenSource, LetsRepeatsBeAddedUp) {
   EXPECT_TRUE(sum.IsEmpty());
   sum.Union(watcher_.changed[0]);
   EXPECT_EQ(sum, (Rect{0, 0, kWidth, kHeight}));
+}
+
+TEST_F(AScreenSource, GivesUpWhatItHasConverted) {
+  const auto picture = fourQuarters(kWidth, kHeight);
+  push(picture);
+  EXPECT_TRUE(picture->givenUp());
+}
+
+TEST_F(AScreenSource, KeepsThePixelsOfWhatItHasNotConverted) {
+  const auto picture = fourQuarters(kWidth, kHeight);
+  make()->push(picture, rtc::TimeNanos());  // nobody watches
+  EXPECT_FALSE(picture->givenUp());
+
+  watcher_.keep = true;  // and with it the copies
+  auto next = picture->next();
+  for (size_t copies = 0; copies < PictureConverter::kCopies; ++copies, next = next->next()) {
+    push(next);
+    EXPECT_TRUE(next->givenUp());
+  }
+  push(next);
+  EXPECT_FALSE(next->givenUp());
+  EXPECT_EQ(watcher_.dropped, 1);
+}
+
+TEST_F(AScreenSource, RepeatsAPictureWhosePixelsAreGone) {
+  const auto picture = fourQuarters(kWidth, kHeight);
+  push(picture);
+  picture->takeBackIfGivenUp();
+  push(picture);
+  EXPECT_THAT(watcher_.changed, SizeIs(2));
+  EXPECT_EQ(watcher_.changed.back(), kNothing);
+}
+
+TEST_F(AScreenSource, BringsAPictureWhosePixelsAreGoneToWhoeverBeginsToWatch) {
+  const auto picture = fourQuarters(kWidth, kHeight);
+  push(picture);
+  picture->takeBackIfGivenUp();
+  Watcher second;
+  source_->AddOrUpdateSink(&second, {});
+  EXPECT_THAT(second.changed, SizeIs(1));
+  source_->RemoveSink(&second);
+}
+
+TEST_F(AScreenSource, GetsWhatAnotherHasGivenUpWhileItStands) {
+  const auto picture = fourQuarters(kWidth, kHeight);
+  const auto other = make();
+  Watcher watcher;
+  other->AddOrUpdateSink(&watcher, {});
+  other->push(picture, rtc::TimeNanos());
+  ASSERT_TRUE(picture->givenUp());
+  push(picture);
+  EXPECT_THAT(watcher_.changed, SizeIs(1));
+  other->RemoveSink(&watcher);
+}
+
+TEST_F(AScreenSource, LeavesOutWhatAnotherHasGivenUpOnceItIsGone) {
+  const auto picture = fourQuarters(kWidth, kHeight);
+  picture->giveUp();
+  picture->takeBackIfGivenUp();
+  push(picture);
+  EXPECT_THAT(watcher_.changed, SizeIs(0));
+  EXPECT_EQ(watcher_.dropped, 0);
+  push(picture->next());
+  EXPECT_THAT(watcher_.changed, SizeIs(1));
+}
+
+TEST_F(AScreenSource, LeavesOutARepeatThatTheNextPictureHasOvertaken) {
+  const auto first = fourQuarters(kWidth, kHeight);
+  const auto second = first->next();
+  push(first);
+  push(second);
+  second->takeBackIfGivenUp();
+  push(first);
+  EXPECT_THAT(watcher_.changed, SizeIs(2));
+  push(second);
+  EXPECT_THAT(watcher_.changed, SizeIs(3));
 }
 
 }  // namespace

@@ -56,6 +56,12 @@ class TestPicture final : public PixelBuffer {
     }
   }
 
+  // A capture that needs the memory: whatever has been given up is gone.
+  void takeBackIfGivenUp() { takenBack_ = givenUp_; }
+  bool givenUp() const { return givenUp_; }
+
+  void giveUp() const override { givenUp_ = true; }
+
   void setTimes(PictureTimes times) { times_ = times; }
   void setDamage(std::vector<RowBand> damage) { damage_ = std::move(damage); }
 
@@ -64,10 +70,13 @@ class TestPicture final : public PixelBuffer {
     auto successor = std::make_shared<TestPicture>(*this);
     successor->number_ += 1;
     successor->damage_.clear();
+    successor->givenUp_ = successor->takenBack_ = false;
     return successor;
   }
 
  private:
+  bool pin() const override { return !takenBack_; }
+
   int width_;
   int height_;
   uint64_t stream_;
@@ -75,6 +84,8 @@ class TestPicture final : public PixelBuffer {
   std::vector<RowBand> damage_;
   PictureTimes times_;
   std::vector<uint8_t> bytes_;
+  mutable bool givenUp_ = false;
+  bool takenBack_ = false;
 };
 
 // Red and green above, blue and white below.
