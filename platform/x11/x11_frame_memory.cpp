@@ -75,4 +75,9 @@ FrameMemory::~FrameMemory() {
   }
 }
 
+void FrameMemory::dropPages() {
+  // Of shared memory only the first gives them back while the server has them too.
+  madvise(data_, bytes_, segment_ != XCB_NONE ? MADV_REMOVE : MADV_DONTNEED);
+}
+
 }  // namespace tovalin

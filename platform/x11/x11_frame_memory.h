@@ -30,6 +30,10 @@ class FrameMemory {
   // The server's name for it; none when it is not shared.
   xcb_shm_seg_t segment() const { return segment_; }
 
+  // Gives the pages back to the system: what was there is lost, and they come again, with anything
+  // in them, when they are next written. Nothing may be under way in it.
+  void dropPages();
+
   FrameLoan loan;
 
  private:

@@ -120,8 +120,20 @@ void FramePool::markStale(const BandSet& rows) {
 }
 
 PixelBufferRef FramePool::lend(PooledFrame& frame, const BandSet& damage, PictureTimes times) {
+  frame.passedOver = 0;
+  for (const auto& other : frames_) {
+    if (other.get() != &frame) passOver(*other);
+  }
   return std::make_shared<Picture>(frame, returns_, streamIdentity_, ++pictureNumber_, damage,
                                    times);
+}
+
+void FramePool::passOver(PooledFrame& frame) {
+  if (++frame.passedOver < kPassedOver || !frame.memory->loan.takeBack()) return;
+  frame.passedOver = 0;
+  frame.covered.forget();
+  frame.stale.add({0, height_});
+  frame.memory->dropPages();
 }
 
 }  // namespace tovalin

@@ -20,13 +20,18 @@ struct PooledFrame {
   BandSet stale;          // rows in which it is behind the newest picture
   CoveredPixels covered;  // what its own cursor hides
   PixelCanvas canvas;
+  int passedOver = 0;  // pictures since it was last needed
 };
 
 // The buffers of one stream. At most `depth` are in consumers' hands at once. Buffers are made when
 // first needed: a consumer that gives pictures up before the next is taken never sees more than
-// one. Capture thread alone, but for the returns.
+// one. A buffer that has not been needed for a while gives its pages back. Capture thread alone,
+// but for the returns.
 class FramePool {
  public:
+  // A second at the full rate. Getting the pages again and filling them takes some milliseconds.
+  static constexpr int kPassedOver = 30;
+
   using Allocate = std::function<std::shared_ptr<FrameMemory>()>;
 
   FramePool(int width, int height, int depth, std::shared_ptr<CaptureWake> wake, Allocate allocate);
@@ -64,6 +69,7 @@ class FramePool {
 
   PooledFrame* takeFree();
   PooledFrame* addFrame();
+  void passOver(PooledFrame& frame);
 
   int width_;
   int height_;

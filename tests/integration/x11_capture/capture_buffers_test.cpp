@@ -7,6 +7,8 @@
 #include <set>
 #include <thread>
 
+#include "platform/x11/x11_connection.h"
+#include "platform/x11/x11_frame_memory.h"
 #include "tests/integration/x11_capture/capture_fixture.h"
 
 namespace tovalin::test {
@@ -190,6 +192,19 @@ TEST_F(CaptureBuffersTest, HeldPicturesNeverChange) {
   }
   EXPECT_EQ(std::vector<uint8_t>(first->data(), first->data() + first->stride() * first->height()),
             bytes);
+}
+
+TEST(FrameMemoryTest, SharedPagesAreGivenBackAndComeAgain) {
+  const Xvfb server("640x480x24");
+  X11Connection connection(server.display());
+  const auto memory = FrameMemory::sharedWith(connection, 1 << 20);
+  ASSERT_NE(memory, nullptr);
+  std::memset(memory->data(), 0x5a, 1 << 20);
+  memory->dropPages();
+  EXPECT_EQ(memory->data()[0], 0);
+  EXPECT_EQ(memory->data()[(1 << 20) - 1], 0);
+  memory->data()[0] = 0x5a;
+  EXPECT_EQ(memory->data()[0], 0x5a);
 }
 
 TEST_F(CaptureBuffersTest, APictureOutlivesItsStreamAndTheServer) {

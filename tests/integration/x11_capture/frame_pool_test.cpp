@@ -146,6 +146,40 @@ TEST_F(FramePoolTest, WakesAtTheEndOfTheLastReading) {
   EXPECT_NE(lendOne(), nullptr);
 }
 
+TEST_F(FramePoolTest, ABufferThatIsNotNeededGivesItsPagesBack) {
+  auto unneeded = lendOne();
+  const uint8_t* pixels = unneeded->data();
+  std::memset(const_cast<uint8_t*>(pixels), 0x5a, 4 * 4 * 8);
+  auto used = lendOne();
+  ASSERT_EQ(allocated_, 2);
+  pool_.markStale(BandSet({0, 1}));
+  const auto lendTheSame = [&] {
+    used->giveUp();
+    const auto* before = used->data();
+    used = lendOne();
+    ASSERT_EQ(used->data(), before);
+  };
+  // Not while somebody wants it.
+  for (int count = 0; count < 2 * FramePool::kPassedOver; ++count) lendTheSame();
+  EXPECT_EQ(pixels[0], 0x5a);
+  unneeded->giveUp();
+  for (int count = 0; count <= FramePool::kPassedOver; ++count) lendTheSame();
+  EXPECT_FALSE(PixelLease(*unneeded));
+  EXPECT_EQ(pixels[0], 0);
+  // It is still there, and behind by everything.
+  EXPECT_EQ(pool_.take()->stale, BandSet({0, 8}));
+  EXPECT_EQ(allocated_, 2);
+}
+
+TEST_F(FramePoolTest, BuffersThatTakeTurnsKeepTheirPages) {
+  PixelBufferRef held = lendOne();
+  std::memset(const_cast<uint8_t*>(held->data()), 0x5a, 4 * 4 * 8);
+  const auto* pixels = held->data();
+  for (int count = 0; count < 3 * FramePool::kPassedOver; ++count) held = lendOne();
+  EXPECT_EQ(allocated_, 2);
+  EXPECT_EQ(pixels[0], 0x5a);
+}
+
 TEST_F(FramePoolTest, PrefersTheBufferThatIsBehindLeast) {
   PooledFrame* first = pool_.take();
   first->stale.clear();
