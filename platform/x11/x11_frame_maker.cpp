@@ -55,7 +55,13 @@ std::variant<FrameMaker::Fetched, Error> FrameMaker::fetch(const BandSet& change
   pool_.markStale(changed);
   // In the newest picture's own buffer a row of a gap could change with nobody to tell.
   const bool exactly = byComparing && frame == newest_;
-  const BandSet wanted = exactly ? frame->stale : frame->stale.withGapsClosed(kGapWorthFetching);
+  BandSet wanted = frame->stale;
+  if (!exactly) {
+    // Text that scrolls is reported in pieces, and what was drawn on a moment ago is drawn on again
+    // by now: of the newest piece alone a picture would show the screen at two times.
+    wanted.add(damage_);
+    wanted = wanted.withGapsClosed(kGapWorthFetching);
+  }
   if (!onlyPointer) pointer_.ask();
   fetched_ = grabber_.ask(*frame->memory, wanted.bands());
   if (!onlyPointer) pointer_.collect();
