@@ -24,7 +24,7 @@ constexpr unsigned kProfile = 1;
 // helps as well: a click's picture took 4.0 to 6.0 ms of encoding for 6.4 to 7.2, because the rows
 // are shared out and the loop filter no longer stands before the sending; text scrolled at 29.0 to
 // 29.4 pictures a second for 28.2 to 28.7. It costs up to 3 ms of processor time a picture: typing
-// took 4.5 to 5.2 % of a core for 3.5. With a single processor libvpx keeps to one.
+// took 4.5 to 5.9 % of a core for 3.5. With a single processor libvpx keeps to one.
 constexpr unsigned kLeastThreads = 2;
 
 vpx_codec_enc_cfg_t forScreens(const vpx_codec_enc_cfg_t& settings) {
