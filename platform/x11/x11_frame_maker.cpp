@@ -32,11 +32,7 @@ std::variant<BandSet, Error> FrameMaker::differences(const BandSet& known) {
       const PixelCanvas screen{compared_->data(), width_ * 4, width_, height_, rows.top};
       grabber_.ask(*compared_, {&rows, 1}, rows.top);
       if (auto error = grabber_.collect(screen)) return *std::move(error);
-      for (int row = rows.top; row < rows.bottom; ++row) {
-        if (!newest_->covered.rowEquals(newest_->canvas, screen, row)) {
-          different.add({row, row + 1});
-        }
-      }
+      addDiffering(screen, rows, different);
     }
   }
   return different;
@@ -70,7 +66,7 @@ std::variant<FrameMaker::Fetched, Error> FrameMaker::fetch(const BandSet& change
   if (newest_ == nullptr) {
     damage_.add({0, height_});
   } else if (byComparing && frame != newest_) {
-    addDiffering(*frame, wanted);
+    for (const RowBand rows : wanted.bands()) addDiffering(frame->canvas, rows, damage_);
   }
   filling_ = frame;
   return Fetched::yes;
@@ -100,13 +96,9 @@ PixelBufferRef FrameMaker::finish(PictureTimes times) {
   return pool_.lend(frame, damage_, times);
 }
 
-void FrameMaker::addDiffering(const PooledFrame& frame, const BandSet& rows) {
-  for (const RowBand band : rows.bands()) {
-    for (int row = band.top; row < band.bottom; ++row) {
-      if (!newest_->covered.rowEquals(newest_->canvas, frame.canvas, row)) {
-        damage_.add({row, row + 1});
-      }
-    }
+void FrameMaker::addDiffering(const PixelCanvas& screen, RowBand rows, BandSet& to) const {
+  for (int row = rows.top; row < rows.bottom; ++row) {
+    if (!newest_->covered.rowEquals(newest_->canvas, screen, row)) to.add({row, row + 1});
   }
 }
 

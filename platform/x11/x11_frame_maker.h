@@ -44,7 +44,8 @@ class FrameMaker {
   PixelBufferRef finish(PictureTimes times);
 
  private:
-  void addDiffering(const PooledFrame& frame, const BandSet& rows);
+  // Those of the rows in which the screen differs from the newest picture.
+  void addDiffering(const PixelCanvas& screen, RowBand rows, BandSet& to) const;
   // What the pointer changes on the newest picture.
   BandSet pointerDamage() const;
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <random>
 #include <set>
@@ -133,11 +132,11 @@ TEST_F(CaptureBuffersTest, TheNewestPictureOfAStillScreenStands) {
     ASSERT_TRUE(pixelBecomes(0, 0, 0x123456));
     const size_t pictures = output_->count(FrameStatus::complete);
     // Beyond the time after which the whole screen is compared.
-    const size_t idle = output_->count(FrameStatus::idle) + 10;
-    while (output_->count(FrameStatus::idle) < idle) {
-      desktop_->movePointer(400, 300);
+    const size_t before = output_->count(FrameStatus::idle);
+    for (size_t idle = 1; idle <= 10; ++idle) {
+      for (int motion = 0; motion < 5; ++motion) desktop_->movePointer(400, 300);
       ASSERT_TRUE(newestCanBeRead());
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      ASSERT_TRUE(output_->waitForSamples(FrameStatus::idle, before + idle));
     }
     EXPECT_EQ(output_->count(FrameStatus::complete), pictures);
   }
