@@ -5,6 +5,7 @@ import fs from 'node:fs/promises';
 import os from 'node:os';
 import path from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
+import { movesIn } from './frame_trace.mjs';
 import { play } from './scenes.mjs';
 import { withVisitedHost } from './visited_host.mjs';
 
@@ -35,15 +36,16 @@ async function measure({ desktop, host, phone }, scene, file) {
   const program = play(desktop, scene);
   await pause(kSettlingMs);
   const before = await counted(host, file);
-  const { framesDecoded } = await phone.stats();
+  const pictures = async () => (await phone.stats()).framesDecoded - (await movesIn(trace));
+  const picturesBefore = await pictures();
   await pause(kSceneMs);
   const after = await counted(host, file);
-  const pictures = (await phone.stats()).framesDecoded - framesDecoded;
+  const grownPictures = (await pictures()) - picturesBefore;
   const names = new Map();
   for (const [thread, blocks] of after) {
     const name = await nameOf(host.pid, thread);
     const grown = Number(blocks) - Number(before.get(thread) ?? 0);
-    names.set(name, (names.get(name) ?? 0) + grown / pictures);
+    names.set(name, (names.get(name) ?? 0) + grown / grownPictures);
   }
   await program.stop();
   return [...names].filter(([, blocks]) => blocks > kRare).sort(([, a], [, b]) => b - a);
@@ -51,7 +53,10 @@ async function measure({ desktop, host, phone }, scene, file) {
 
 const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));
 const file = path.join(folder, 'counts');
-const variables = { LD_PRELOAD: process.env.TOVALIN_HEAP_COUNTER, TOVALIN_HEAP_COUNTS: file };
+const trace = path.join(folder, 'trace');
+const variables = {
+  LD_PRELOAD: process.env.TOVALIN_HEAP_COUNTER, TOVALIN_HEAP_COUNTS: file, TOVALIN_FRAME_TRACE: trace,
+};
 try {
   console.log('| Scene | blocks of the heap with each picture, by thread |\n|---|---|');
   await withVisitedHost({ variables }, async (visit) => {

@@ -11,7 +11,7 @@ const kRoundMs = 2 ** kClock.bits * kClock.tickMs;
 function follow({ bits, block, aboveBottom }) {
   const video = document.getElementById('picture');
   const bench = (globalThis.ageBench = { pictures: [] });
-  const look = async ({ receiveTime, processingDuration = 0 }) => {
+  const look = async ({ receiveTime, processingDuration = 0, rtpTimestamp }) => {
     const frame = new VideoFrame(video);
     const top = Math.floor((frame.displayHeight - aboveBottom) / block) * block;
     const rect = { x: 0, y: top, width: bits * block, height: block };
@@ -21,7 +21,8 @@ function follow({ bits, block, aboveBottom }) {
     const values = Array.from({ length: bits }, (_, bit) =>
       bytes[luma.offset + (block / 2) * luma.stride + bit * block + block / 2]);
     bench.pictures.push({
-      seen: performance.now(), received: receiveTime, decoding: processingDuration * 1000, values,
+      seen: performance.now(), received: receiveTime, decoding: processingDuration * 1000,
+      stamp: rtpTimestamp, values,
     });
   };
   const next = (_, metadata) => {
@@ -30,6 +31,10 @@ function follow({ bits, block, aboveBottom }) {
   };
   video.requestVideoFrameCallback(next);
 }
+
+// By how much the time stamp of a frame that only moves what is there is ahead of its picture's, at
+// most (RTP's, settling_encoder.cpp).
+const kMostAhead = 450;
 
 const isWhite = (value) => value > 125;
 const isClear = (value) => value < 90 || value > 160;
@@ -47,7 +52,11 @@ function tickOf(values) {
   return tick;
 }
 
-/** Notes every picture that the page shows; of a page that is loaded anew, ask again. */
+/**
+ * Notes every picture that the page shows. A frame that only moves what the viewer has already, ahead
+ * of its picture, is none: its clock is the one before or a mixture. Of a page that is loaded anew,
+ * ask again.
+ */
 export class PictureAges {
   #page;
   #offset;
@@ -67,9 +76,13 @@ export class PictureAges {
    */
   async take() {
     const pictures = await this.#page.evaluate(() => globalThis.ageBench.pictures.splice(0));
-    return pictures.map(({ seen, received, decoding, values }) => {
+    const isAhead = ({ stamp }, next) =>
+      next !== undefined && next.stamp > stamp && next.stamp - stamp <= kMostAhead;
+    const whole = pictures.filter((one, i) => !isAhead(one, pictures[i + 1]));
+    const read = whole.map((one) => ({ ...one, tick: tickOf(one.values) }));
+    const fresh = read.filter(({ tick }, i) => tick === null || tick !== read[i - 1]?.tick);
+    return fresh.map(({ seen, received, decoding, tick }) => {
       const at = seen + this.#offset;
-      const tick = tickOf(values);
       if (tick === null) return { seen: at, age: null, ageReceived: null, decoding };
       const since = (at - (tick + 0.5) * kClock.tickMs) % kRoundMs;
       // The page may look within the very tick.

@@ -42,3 +42,11 @@ export async function readTrace(file, sinceNs) {
   }
   return { stages, encoded, behind };
 }
+
+/**
+ * How many of the frames that a viewer has decoded only moved what it had already, ahead of a picture
+ * that was counted as well.
+ */
+export async function movesIn(file) {
+  return (await fs.readFile(file, 'utf8')).split('\n').filter((line) => line.startsWith('move ')).length;
+}

@@ -7,15 +7,19 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "bench/counted_heap.h"
 #include "input/input_injector.h"
 #include "platform/linux/virtual_keys.h"
 #include "platform/webrtc/picture_converter.h"
+#include "platform/webrtc/shown_picture.h"
+#include "platform/webrtc/written_frame.h"
 #include "tests/fakes/fake_desktop.h"
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/fakes/fake_text.h"
+#include "tests/integration/webrtc/scrolling_screen.h"
 
 namespace tovalin {
 namespace {
@@ -90,6 +94,53 @@ class NoEvents final : public InputEvents {
   void post(const ScrollEvent&) override {}
   void settle() override {}
 };
+
+// A whole screen of text that scrolls up and down by a line.
+class ScrollingText {
+ public:
+  ScrollingText() {
+    below_.write();
+    above_ = below_;
+    above_.scroll(above_.all(), kLine);
+    shown_.changes(1920, 1080, above_.rows());
+    shown_.sent(above_.view());
+  }
+
+  const ScrollSearch::Found* scroll() {
+    std::swap(above_, below_);
+    shown_.changes(1920, 1080, above_.rows());
+    return shown_.scrolled(above_.view());
+  }
+  void isSent() { shown_.sent(above_.view()); }
+
+ private:
+  static constexpr int kLine = 19;
+
+  ScrollingScreen above_{1920, 1080};
+  ScrollingScreen below_{1920, 1080};
+  ShownPicture shown_;
+};
+
+void findWhatHasScrolled(benchmark::State& state) {
+  ScrollingText text;
+  const Allocations counted(state);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(text.scroll());
+    text.isSent();
+  }
+}
+BENCHMARK(findWhatHasScrolled);
+
+void writeAMove(benchmark::State& state) {
+  ScrollingText text;
+  const auto move = text.scroll()->move;
+  std::vector<uint8_t> frame;
+  writeMoveFrame({1920, 1080, 1, 15}, move, frame);
+  const Allocations counted(state);
+  for (auto _ : state) writeMoveFrame({1920, 1080, 1, 15}, move, frame);
+  state.counters["bytes"] = static_cast<double>(frame.size());
+}
+BENCHMARK(writeAMove);
 
 void handleMessage(benchmark::State& state, const char* message) {
   fake::FakeMainQueue queue;

@@ -1,6 +1,7 @@
 // Follows pictures through the host by what it writes down for TOVALIN_FRAME_TRACE.
 
 import fs from 'node:fs/promises';
+import { movesIn } from './frame_trace.mjs';
 
 const kMs = 1e6; // nanoseconds in one
 
@@ -40,6 +41,11 @@ export class PictureTrace {
     }
     const shift = shiftOf(stamps, pictures);
     return stamps.map((stamp) => pictures.get((stamp - shift) >>> 0));
+  }
+
+  /** As movesIn(). */
+  moves() {
+    return movesIn(this.#file);
   }
 
   async #lines() {

@@ -11,6 +11,7 @@ import { Host, kStatus } from '../tests/e2e/support/host.mjs';
 import { Phone } from '../tests/e2e/support/phone.mjs';
 import { SignalServer } from '../tests/e2e/support/signal_server.mjs';
 import { firstPicture, prepareFirstPictures } from './first_picture.mjs';
+import { movesIn } from './frame_trace.mjs';
 import { cpuSeconds, residentMb, row } from './process_figures.mjs';
 import { play } from './scenes.mjs';
 
@@ -18,9 +19,16 @@ const kSize = '1920x1080';
 const kSceneMs = 20000;
 const kVisits = 11;
 const kSettlingFrames = 36; // some twenty seconds of a static screen
+
+const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));
+const trace = path.join(folder, 'trace');
+
+/** The pictures of the desktop that the viewer has decoded. */
+const picturesOf = async (phone) => (await phone.stats()).framesDecoded - (await movesIn(trace));
+
 /** The host's share of a core over one scene, and what the viewer saw of it. */
 async function measure(host, phone) {
-  const seen = phone && (await phone.stats());
+  const seen = phone && (await picturesOf(phone));
   const used = await cpuSeconds(host.pid);
   const began = process.hrtime.bigint();
   await pause(kSceneMs);
@@ -29,10 +37,7 @@ async function measure(host, phone) {
     cpu: (100 * ((await cpuSeconds(host.pid)) - used)) / seconds,
     memory: await residentMb(host.pid),
   };
-  if (phone) {
-    const now = await phone.stats();
-    result.fps = (now.framesDecoded - seen.framesDecoded) / seconds;
-  }
+  if (phone) result.fps = ((await picturesOf(phone)) - seen) / seconds;
   return result;
 }
 
@@ -43,7 +48,6 @@ async function firstPictures(phone, host) {
   return times.sort((a, b) => a - b);
 }
 
-const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));
 const parts = [];
 const keep = (part) => (parts.push(part), part);
 try {
@@ -51,7 +55,8 @@ try {
   const server = keep(new SignalServer(path.join(folder, 'server')));
   await fs.mkdir(path.join(folder, 'server'));
   await server.start();
-  const host = keep(new Host(desktop, path.join(folder, 'host')));
+  const host = keep(new Host(desktop, path.join(folder, 'host'),
+    { TOVALIN_FRAME_TRACE: trace }));
   await host.start(server.hostAddress);
   const probe = await desktop.probe('pattern', 0);
 

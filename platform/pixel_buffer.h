@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -13,6 +14,17 @@ struct RowBand {
 
   bool operator==(const RowBand&) const = default;
 };
+
+constexpr bool isEmpty(RowBand band) {
+  return band.top >= band.bottom;
+}
+
+// The smallest band with all rows of both.
+constexpr RowBand united(RowBand a, RowBand b) {
+  if (isEmpty(a)) return b;
+  if (isEmpty(b)) return a;
+  return {std::min(a.top, b.top), std::max(a.bottom, b.bottom)};
+}
 
 // Since when there is a picture, in nanoseconds of the monotonic clock; 0 where it is not known.
 struct PictureTimes {

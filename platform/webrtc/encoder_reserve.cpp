@@ -1,11 +1,23 @@
 #include "platform/webrtc/encoder_reserve.h"
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <system_error>
 #include <utility>
 
 namespace tovalin {
+namespace {
+
+// The library runs its queues at a real-time priority where it may, as it may for root. libvpx's
+// threads, which inherit that, wait for each other without ever giving way: on a machine whose
+// processors are all taken by those that wait the one they wait for never runs.
+void leaveRealTime() {
+  const sched_param ordinary{};
+  pthread_setschedparam(pthread_self(), SCHED_OTHER, &ordinary);
+}
+
+}  // namespace
 
 EncoderReserve::EncoderReserve() = default;
 
@@ -38,6 +50,7 @@ void EncoderReserve::drop() {
 
 vpx_codec_err_t EncoderReserve::init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
                                      const vpx_codec_enc_cfg_t& settings, vpx_codec_flags_t flags) {
+  leaveRealTime();
   const Kind kind{codec, settings, flags};
   auto taken = takeFor(kind);
   const Made made = taken ? *taken : make(kind);
@@ -60,6 +73,7 @@ bool EncoderReserve::alike(const Kind& one, const Kind& other) {
 }
 
 EncoderReserve::Made EncoderReserve::make(const Kind& kind) const {
+  leaveRealTime();
   const LargeBlockSearch search;
   Made made{};
   made.result = libvpx_->codec_enc_init(&made.context, kind.codec, &kind.settings, kind.flags);

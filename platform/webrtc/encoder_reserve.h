@@ -32,7 +32,8 @@ class EncoderReserve {
   void drop();
 
   // As libvpx's own, from the reserve where that is of the same kind. The memory that was cleared
-  // and not used goes back to the system; this thread then remembers that block (large_block.h).
+  // and not used goes back to the system; this thread then remembers that block (large_block.h). It
+  // and the encoder's own threads have no real-time priority from then on.
   vpx_codec_err_t init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
                        const vpx_codec_enc_cfg_t& settings, vpx_codec_flags_t flags);
 

@@ -32,7 +32,7 @@ void FrameTrace::write(std::string_view stage, Values... values) {
   auto end = std::ranges::copy(stage, line.begin()).out;
   const auto append = [&](auto value) {
     *end++ = ' ';
-    end = std::to_chars(end, line.end(), value).ptr;
+    end = std::to_chars(end, end + kWidest - 1, value).ptr;
   };
   (append(values), ...);
   *end++ = '\n';
@@ -46,6 +46,10 @@ void FrameTrace::converted(int64_t microseconds, PictureTimes picture, int64_t b
 
 void FrameTrace::fellBehind(int64_t microseconds) {
   write("behind", microseconds);
+}
+
+void FrameTrace::moved(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes) {
+  write("move", microseconds, rtp, begun, now(), bytes);
 }
 
 void FrameTrace::encoded(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes,

@@ -1,18 +1,18 @@
 #include "platform/webrtc/lean_libvpx.h"
 
+#include <vpx/vp8cx.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
 #include "platform/webrtc/large_block.h"
-#include "platform/webrtc/search_effort.h"
-#include "platform/webrtc/still_frame.h"
+#include "platform/webrtc/reference_move.h"
+#include "platform/webrtc/written_frame.h"
 
 namespace tovalin {
 namespace {
-
-constexpr unsigned kBlock = 16;  // rows and columns of a macroblock
 
 // VP8's profile 1: the simple loop filter and bilinear prediction in place of the six-tap one,
 // which every decoder knows. On text that is the better choice, not only the cheaper one. Scrolling
@@ -42,8 +42,8 @@ vpx_codec_enc_cfg_t forScreens(const vpx_codec_enc_cfg_t& settings) {
 constexpr unsigned kTokensLife = 64;
 constexpr std::size_t kTokensKept = std::size_t{4} << 20;
 
-unsigned blocksAlong(unsigned pixels) {
-  return (pixels + kBlock - 1) / kBlock;
+unsigned blocksIn(unsigned pixels) {
+  return static_cast<unsigned>(blocksAlong(static_cast<int>(pixels)));
 }
 
 // Whether that list is what has been remembered on this thread, by its size: 24 blocks with 16
@@ -51,16 +51,19 @@ unsigned blocksAlong(unsigned pixels) {
 bool isTokenList(const vpx_image_t& image) {
   constexpr std::size_t kPerMacroblock = 24 * 16 * 16;
   constexpr std::size_t kAlignment = 64;
-  const auto exact = kPerMacroblock * blocksAlong(image.d_w) * blocksAlong(image.d_h);
+  const auto exact = kPerMacroblock * blocksIn(image.d_w) * blocksIn(image.d_h);
   const auto size = rememberedLargeBlock().size;
   return size >= exact && size - exact <= kAlignment;
 }
 
+// That a picture becomes the last frame and nothing else.
+constexpr int kKeepReferences = VP8_EFLAG_NO_UPD_GF | VP8_EFLAG_NO_UPD_ARF;
+
 // Passes everything on but what it is for.
 class LeanLibvpx final : public webrtc::LibvpxInterface {
  public:
-  LeanLibvpx(std::shared_ptr<const ActiveRows> active, std::shared_ptr<EncoderReserve> reserve)
-      : active_(std::move(active)), reserve_(std::move(reserve)) {}
+  LeanLibvpx(std::shared_ptr<PictureOrder> order, std::shared_ptr<EncoderReserve> reserve)
+      : order_(std::move(order)), reserve_(std::move(reserve)) {}
 
   vpx_codec_err_t codec_enc_init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
                                  const vpx_codec_enc_cfg_t* settings,
@@ -68,28 +71,26 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     pictures_ = 0;
     frameFlags_ = 0;
     stream_ = {settings->g_w, settings->g_h};
-    effort_ = {};
-    effort_.carries(settings->rc_target_bitrate);
+    order_->movable = false;
     return reserve_->init(context, codec, forScreens(*settings), flags);
   }
 
   vpx_codec_err_t codec_encode(vpx_codec_ctx_t* context, const vpx_image_t* image,
                                vpx_codec_pts_t time, uint64_t duration, vpx_enc_frame_flags_t flags,
                                uint64_t deadline) const override {
-    const bool keyFrame = ((flags | std::exchange(frameFlags_, 0)) & VPX_EFLAG_FORCE_KF) != 0;
-    const bool still = image != nullptr && !keyFrame && isStill(*image);
+    const int asked = static_cast<int>(flags) | std::exchange(frameFlags_, 0);
+    const bool keyFrame = (asked & VPX_EFLAG_FORCE_KF) != 0;
     auto result = VPX_CODEC_OK;
-    if (still) {
-      repeat(context, *image, time, duration);
-    } else {
+    order_->moved = false;
+    stream_.written = image != nullptr && !keyFrame && write(context, *image, time, duration);
+    if (!stream_.written) {
       if (image != nullptr) {
         activate(context, *image, keyFrame);
-        chooseSpeed(context);
+        stream_.referencesKept = (asked & kKeepReferences) == kKeepReferences;
       }
       result =
           libvpx_->codec_encode(context, image, time - stream_.left, duration, flags, deadline);
     }
-    stream_.repeats = still;
     stream_.last = time;
     // The repeats count as well: what a large picture has filled must not stay while nothing moves.
     if (image != nullptr && ++pictures_ % kTokensLife == 0 && isTokenList(*image)) {
@@ -109,13 +110,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   void img_free(vpx_image_t* image) const override { libvpx_->img_free(image); }
   vpx_codec_err_t codec_enc_config_set(vpx_codec_ctx_t* context,
                                        const vpx_codec_enc_cfg_t* settings) const override {
-    const int before = effort_.slower();
-    effort_.carries(settings->rc_target_bitrate);
-    if (effort_.slower() != before) setSpeed(context);
     if (settings->g_w != stream_.width || settings->g_h != stream_.height) {
       stream_.width = settings->g_w;
       stream_.height = settings->g_h;
       stream_.begun = false;
+      order_->movable = false;
     }
     const auto ours = forScreens(*settings);
     return libvpx_->codec_enc_config_set(context, &ours);
@@ -139,10 +138,6 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
                                 int value) const override {
-    if (id == VP8E_SET_CPUUSED) {
-      speed_ = value;
-      value = chosenSpeed();
-    }
     // In this way the library asks for a key frame.
     if (id == VP8E_SET_FRAME_FLAGS) frameFlags_ = value;
     return libvpx_->codec_control(context, id, value);
@@ -193,15 +188,16 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
   const vpx_codec_cx_pkt_t* codec_get_cx_data(vpx_codec_ctx_t* context,
                                               vpx_codec_iter_t* iterator) const override {
-    if (stream_.repeats) {
+    if (stream_.written) {
       if (*iterator != nullptr) return nullptr;
       *iterator = &packet_;
       return &packet_;
     }
     const auto* packet = libvpx_->codec_get_cx_data(context, iterator);
     if (packet == nullptr || packet->kind != VPX_CODEC_CX_FRAME_PKT) return packet;
-    effort_.cameOut();
     stream_.begun = true;
+    // A key frame is all references at once, and a frame that becomes another one two of them.
+    order_->movable = (packet->data.frame.flags & VPX_FRAME_IS_KEY) == 0 && stream_.referencesKept;
     packet_ = *packet;
     packet_.data.frame.pts += stream_.left;
     return &packet_;
@@ -221,57 +217,78 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   struct Stream {
     unsigned width = 0;
     unsigned height = 0;
-    bool begun = false;        // whether there is a picture of this size to repeat
-    bool repeats = false;      // whether the last picture was a repeat
-    vpx_codec_pts_t last = 0;  // its time
-    vpx_codec_pts_t left = 0;  // how much of the time libvpx has not heard of
+    bool begun = false;           // whether there is a picture of this size to repeat
+    bool written = false;         // whether the last picture was, and not encoded
+    bool referencesKept = false;  // by the last one that libvpx encoded, all but the last frame
+    vpx_codec_pts_t last = 0;     // its time
+    vpx_codec_pts_t left = 0;     // how much of the time libvpx has not heard of
   };
 
-  bool isStill(const vpx_image_t& image) const {
-    return stream_.begun && active_->rows && active_->rows->top >= active_->rows->bottom &&
-           image.d_w == stream_.width && image.d_h == stream_.height;
-  }
-
-  // Without libvpx, which takes 4 to 8 ms at 1920x1080 to find out that nothing is to be done. It
-  // does not hear of the time that the repeats take either: the library counts it in pictures, and
-  // libvpx would take a hundred of them for the length of one, and that for the frame rate. A
-  // segment map of libvpx's is sent anew with every picture that has one, so that leaving it out
-  // does no harm.
-  void repeat(vpx_codec_ctx_t* context, const vpx_image_t& image, vpx_codec_pts_t time,
-              uint64_t duration) const {
+  // Without libvpx, if that is possible.
+  bool write(vpx_codec_ctx_t* context, const vpx_image_t& image, vpx_codec_pts_t time,
+             uint64_t duration) const {
+    if (!stream_.begun || image.d_w != stream_.width || image.d_h != stream_.height) return false;
+    const auto* move = order_->move;
+    const bool still = move == nullptr && order_->rows && order_->rows->top >= order_->rows->bottom;
+    if (!still && (move == nullptr || !order_->movable)) return false;
     int quantizer = 0;
     libvpx_->codec_control(context, VP8E_GET_LAST_QUANTIZER, &quantizer);
-    const StillFrameKind kind{image.d_w, image.d_h, kProfile, static_cast<unsigned>(quantizer)};
-    if (still_.empty() || kind != stillKind_) {
-      stillKind_ = kind;
-      still_ = stillFrame(kind);
+    const WrittenFrameKind kind{image.d_w, image.d_h, kProfile, static_cast<unsigned>(quantizer)};
+    if (still) {
+      repeat(kind);
+    } else if (!reference_.apply(context, image.d_w, image.d_h, *move)) {
+      return false;
+    } else {
+      writeMoveFrame(kind, *move, moved_);
+      order_->move = nullptr;
+      order_->moved = true;
     }
+    give(still ? still_ : moved_, kind, time, duration);
+    return true;
+  }
+
+  // libvpx takes 4 to 8 ms at 1920x1080 to find out that nothing is to be done.
+  void repeat(const WrittenFrameKind& kind) const {
+    reference_.release();
+    if (!still_.empty() && kind == stillKind_) return;
+    stillKind_ = kind;
+    writeStillFrame(kind, still_);
+  }
+
+  // libvpx does not hear of the time that it takes: the library counts it in pictures, and libvpx
+  // would take a hundred repeats for the length of one, and that for the frame rate. A segment map
+  // of libvpx's is sent anew with every picture that has one, so that leaving it out does no harm.
+  void give(std::vector<uint8_t>& bytes, const WrittenFrameKind& kind, vpx_codec_pts_t time,
+            uint64_t duration) const {
     stream_.left += time - stream_.last;
     packet_ = {};
     packet_.kind = VPX_CODEC_CX_FRAME_PKT;
     auto& frame = packet_.data.frame;
-    frame.buf = still_.data();
-    frame.sz = still_.size();
+    frame.buf = bytes.data();
+    frame.sz = bytes.size();
     frame.pts = time;
     frame.duration = static_cast<unsigned long>(duration);
     frame.partition_id = -1;  // all of them
-    frame.width[0] = image.d_w;
-    frame.height[0] = image.d_h;
+    frame.width[0] = kind.width;
+    frame.height[0] = kind.height;
     frame.spatial_layer_encoded[0] = 1;
   }
 
   void activate(vpx_codec_ctx_t* context, const vpx_image_t& image, bool keyFrame) const {
-    const unsigned rows = blocksAlong(image.d_h);
-    const unsigned columns = blocksAlong(image.d_w);
+    const unsigned rows = blocksIn(image.d_h);
+    const unsigned columns = blocksIn(image.d_w);
     vpx_active_map_t map{nullptr, rows, columns};  // no map: everything is active
-    if (active_->rows && !keyFrame) {
+    if (order_->rows && !keyFrame) {
       const auto blockRow = [rows](int row) {
-        return std::clamp(static_cast<unsigned>(std::max(row, 0)) / kBlock, 0U, rows);
+        return std::clamp(static_cast<unsigned>(std::max(row, 0) / kBlock), 0U, rows);
       };
-      const unsigned first = blockRow(active_->rows->top);
-      const unsigned end = blockRow(std::min<int>(active_->rows->bottom, image.d_h) + kBlock - 1);
-      blocks_.assign(static_cast<std::size_t>(rows) * columns, 0);
-      if (first < end) {
+      const unsigned first = blockRow(order_->rows->top);
+      const unsigned end = blockRow(std::min<int>(order_->rows->bottom, image.d_h) + kBlock - 1);
+      const auto all = static_cast<std::size_t>(rows) * columns;
+      blocks_.assign(all, 0);
+      if (order_->blocks != nullptr && order_->blocks->size() == all) {
+        blocks_ = *order_->blocks;
+      } else if (first < end) {
         std::fill(blocks_.begin() + first * columns, blocks_.begin() + end * columns, 1);
       }
       map.active_map = blocks_.data();
@@ -279,36 +296,25 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     libvpx_->codec_control(context, VP8E_SET_ACTIVEMAP, &map);
   }
 
-  void chooseSpeed(vpx_codec_ctx_t* context) const {
-    const int before = effort_.slower();
-    effort_.given();
-    if (effort_.slower() != before) setSpeed(context);
-  }
-  void setSpeed(vpx_codec_ctx_t* context) const {
-    libvpx_->codec_control(context, VP8E_SET_CPUUSED, chosenSpeed());
-  }
-  // Below zero, where the number is the speed itself, and not a share of the time.
-  int chosenSpeed() const { return std::min(speed_ + effort_.slower(), -1); }
-
   const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = webrtc::LibvpxInterface::Create();
-  const std::shared_ptr<const ActiveRows> active_;
+  const std::shared_ptr<PictureOrder> order_;
   const std::shared_ptr<EncoderReserve> reserve_;
   mutable unsigned pictures_ = 0;
-  mutable SearchEffort effort_;
-  mutable int speed_ = 0;                      // as the library wants it; below zero
   mutable std::vector<unsigned char> blocks_;  // kept, so that a picture needs no allocation
   mutable int frameFlags_ = 0;                 // of the next picture
   mutable Stream stream_;
   mutable vpx_codec_cx_pkt_t packet_{};  // as it was last given out
-  mutable StillFrameKind stillKind_;
+  mutable WrittenFrameKind stillKind_;
   mutable std::vector<uint8_t> still_;
+  mutable std::vector<uint8_t> moved_;
+  mutable ReferenceMove reference_;
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<const ActiveRows> active,
+std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<PictureOrder> order,
                                                     std::shared_ptr<EncoderReserve> reserve) {
-  return std::make_unique<LeanLibvpx>(std::move(active), std::move(reserve));
+  return std::make_unique<LeanLibvpx>(std::move(order), std::move(reserve));
 }
 
 }  // namespace tovalin

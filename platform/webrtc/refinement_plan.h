@@ -34,7 +34,25 @@ class RefinementPlan {
     if (!isEmpty(changed)) note(changed);
     if (!owed_ && isEmpty(coarse_) && now - encodedAt_ < kRefresh) return std::nullopt;
     judgedAt_ = now;
+    judgedAll_ = true;
     return coarse_;
+  }
+
+  // As judge(), for a picture of which the viewer has got the move of `moved` already, from `from`
+  // rows further down: the rows in which something else is new, at once. What came along unsharp
+  // has time until the screen rests.
+  RowBand judgeMoved(Time now, RowBand moved, int from, RowBand rest) {
+    owed_ = true;
+    if (coarse_ != kAllRows) {
+      const RowBand arrived{std::max(coarse_.top - from, moved.top),
+                            std::min(coarse_.bottom - from, moved.bottom)};
+      coarse_ = united(isEmpty(coarse_) ? RowBand{} : united(coarse_, arrived), rest);
+    }
+    sharpPictures_ = 0;
+    changedMeanwhile_ = {};
+    judgedAt_ = now;
+    judgedAll_ = false;
+    return rest;
   }
 
   // The picture that comes out next is a key frame, wanted or not: nothing of it is sharp yet.
@@ -50,7 +68,7 @@ class RefinementPlan {
   void encoded(bool sharp) {
     owed_ = false;
     encodedAt_ = judgedAt_;
-    sharpPictures_ = sharp ? sharpPictures_ + 1 : 0;
+    sharpPictures_ = sharp && judgedAll_ ? sharpPictures_ + 1 : 0;
     if (sharpPictures_ <= kSharpeningPictures) return;
     // A blinking caret must not keep the rows around it from becoming settled.
     coarse_ = std::exchange(changedMeanwhile_, {});
@@ -58,12 +76,6 @@ class RefinementPlan {
   }
 
  private:
-  static bool isEmpty(RowBand band) { return band.top >= band.bottom; }
-  static RowBand united(RowBand a, RowBand b) {
-    if (isEmpty(a)) return b;
-    return {std::min(a.top, b.top), std::max(a.bottom, b.bottom)};
-  }
-
   void note(RowBand changed) {
     owed_ = true;
     const RowBand all = united(coarse_, changed);
@@ -75,6 +87,7 @@ class RefinementPlan {
   RowBand coarse_ = kAllRows;
   int sharpPictures_ = 0;     // in a row, since the coarse rows last grew or settled
   RowBand changedMeanwhile_;  // since the first of them
+  bool judgedAll_ = true;     // whether the last picture to encode is of all coarse rows
   bool owed_ = true;          // whether the viewer has yet to get a change or a key frame
   Time judgedAt_{};
   Time encodedAt_{};

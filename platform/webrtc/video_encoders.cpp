@@ -51,10 +51,10 @@ class EncoderFactoryBridge final : public webrtc::VideoEncoderFactory {
 }  // namespace
 
 std::unique_ptr<webrtc::VideoEncoder> makeScreenVp8Encoder(EncoderParts parts) {
-  auto active = std::make_shared<ActiveRows>();
+  auto order = std::make_shared<PictureOrder>();
   auto encoder = std::make_unique<webrtc::LibvpxVp8Encoder>(
-      leanLibvpx(active, std::move(parts.reserve)), webrtc::VP8Encoder::Settings());
-  return settling(std::move(encoder), std::move(active), std::move(parts.repeats),
+      leanLibvpx(order, std::move(parts.reserve)), webrtc::VP8Encoder::Settings());
+  return settling(std::move(encoder), std::move(order), std::move(parts.repeats),
                   std::move(parts.trace));
 }
 

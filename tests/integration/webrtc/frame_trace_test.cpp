@@ -77,6 +77,7 @@ TEST_F(FrameTraceTest, APictureThatTheViewerSeesCanBeFollowedFromItsFirstChange)
 TEST(FrameTraceFileTest, WithoutANameOrAPlaceNothingIsWritten) {
   FrameTrace nameless{std::string()};
   nameless.fellBehind(1);
+  nameless.moved(1, 2, 3, 4);
   FrameTrace homeless("/nowhere/at/all");
   homeless.fellBehind(1);
   EXPECT_FALSE(std::filesystem::exists("/nowhere/at/all"));

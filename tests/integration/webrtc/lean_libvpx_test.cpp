@@ -1,6 +1,8 @@
 #include "platform/webrtc/lean_libvpx.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 #include <vpx/vp8cx.h>
 
@@ -14,10 +16,11 @@
 #include <random>
 #include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "platform/webrtc/still_frame.h"
 #include "platform/webrtc/webrtc_library.h"
+#include "platform/webrtc/written_frame.h"
 
 namespace tovalin {
 namespace {
@@ -96,7 +99,7 @@ class LeanLibvpxTest : public testing::Test {
             static_cast<uint8_t>((row ^ column) * number);
       }
     }
-    active_->rows = RowBand{top, top + kLetter};
+    order_->rows = RowBand{top, top + kLetter};
     return encode();
   }
 
@@ -115,7 +118,7 @@ class LeanLibvpxTest : public testing::Test {
   }
 
   std::vector<uint8_t> repeat() {
-    active_->rows = RowBand{};
+    order_->rows = RowBand{};
     return encode();
   }
 
@@ -126,7 +129,9 @@ class LeanLibvpxTest : public testing::Test {
   }
   // What a repeat is now.
   std::vector<uint8_t> still() {
-    return stillFrame({kWidth, kHeight, 1, static_cast<unsigned>(quantizer())});
+    std::vector<uint8_t> frame;
+    writeStillFrame({kWidth, kHeight, 1, static_cast<unsigned>(quantizer())}, frame);
+    return frame;
   }
 
   std::vector<uint8_t> encode() {
@@ -142,9 +147,9 @@ class LeanLibvpxTest : public testing::Test {
     return bytes;
   }
 
-  const std::shared_ptr<ActiveRows> active_ = std::make_shared<ActiveRows>();
+  const std::shared_ptr<PictureOrder> order_ = std::make_shared<PictureOrder>();
   const std::shared_ptr<EncoderReserve> reserve_ = std::make_shared<EncoderReserve>();
-  const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = leanLibvpx(active_, reserve_);
+  const std::unique_ptr<webrtc::LibvpxInterface> libvpx_ = leanLibvpx(order_, reserve_);
   vpx_codec_ctx_t codec_{};
   vpx_image_t picture_{};
   vpx_codec_pts_t time_ = 0;
@@ -157,7 +162,7 @@ TEST_F(LeanLibvpxTest, MemoryThatOneLargePictureTookIsGivenBackSomePicturesLater
   showNoise();
   const size_t most = privateKilobytes();
   ASSERT_GT(most, before + kTokensOfNoise);
-  active_->rows = RowBand{};
+  order_->rows = RowBand{};
   for (int i = 0; i < 64; ++i) encode();
   EXPECT_LT(privateKilobytes() + kTokensOfNoise, most);
 }
@@ -184,6 +189,29 @@ TEST_F(LeanLibvpxTest, ProcessorsShareAPicture) {
   begin();
   // One for every other row, one for the loop filter; a single processor does it all.
   EXPECT_EQ(threads() - before, sysconf(_SC_NPROCESSORS_ONLN) > 1 ? 2 : 0);
+}
+
+// Where the library may give its queues one, as root's.
+TEST_F(LeanLibvpxTest, NoThreadThatEncodesHasARealTimePriority) {
+  const auto ordinary = [] {
+    namespace fs = std::filesystem;
+    return std::ranges::all_of(fs::directory_iterator("/proc/self/task"), [](const auto& task) {
+      return sched_getscheduler(std::stoi(task.path().filename())) == SCHED_OTHER;
+    });
+  };
+  for (const bool reserved : {false, true}) {
+    end();
+    if (reserved) reserve_->prepare();
+    std::thread queue([&] {
+      const sched_param urgent{1};
+      const bool isUrgent = pthread_setschedparam(pthread_self(), SCHED_FIFO, &urgent) == 0;
+      EXPECT_EQ(ordinary(), !isUrgent);
+      begin();
+      EXPECT_TRUE(ordinary());
+      EXPECT_FALSE(encode().empty());
+    });
+    queue.join();
+  }
 }
 
 TEST_F(LeanLibvpxTest, AnEncoderFromTheReserveEncodesAsAFreshOneDoes) {
@@ -244,7 +272,7 @@ TEST_F(LeanLibvpxTest, ARepeatIsAStillFrame) {
 
 TEST_F(LeanLibvpxTest, ARepeatIsGivenOutLikeAnyPicture) {
   encode();
-  active_->rows = RowBand{};
+  order_->rows = RowBand{};
   ASSERT_EQ(libvpx_->codec_encode(&codec_, &picture_, 17, 3, 0, VPX_DL_REALTIME), VPX_CODEC_OK);
   for (int i = 0; i < 2; ++i) {  // it may be looked at twice
     vpx_codec_iter_t place = nullptr;
@@ -257,7 +285,7 @@ TEST_F(LeanLibvpxTest, ARepeatIsGivenOutLikeAnyPicture) {
     EXPECT_EQ(libvpx_->codec_get_cx_data(&codec_, &place), nullptr);
   }
   // The next one has its own time, whatever libvpx was told.
-  active_->rows.reset();
+  order_->rows.reset();
   ASSERT_EQ(libvpx_->codec_encode(&codec_, &picture_, 20, 1, 0, VPX_DL_REALTIME), VPX_CODEC_OK);
   vpx_codec_iter_t place = nullptr;
   const auto* packet = libvpx_->codec_get_cx_data(&codec_, &place);
@@ -293,6 +321,58 @@ TEST_F(LeanLibvpxTest, AKeyFrameThatIsAskedForIsNoRepeat) {
   EXPECT_NE(packet->data.frame.flags & VPX_FRAME_IS_KEY, 0U);
 }
 
+constexpr int kOnlyLast = VP8_EFLAG_NO_UPD_GF | VP8_EFLAG_NO_UPD_ARF;
+
+TEST_F(LeanLibvpxTest, APictureMayBeMovedOnceItIsAReferenceOfItsOwn) {
+  BlockMove move{16, std::vector<uint8_t>(120 * 68, 0)};
+  move.moves[0] = 1;
+  EXPECT_FALSE(order_->movable);
+  encode();
+  EXPECT_FALSE(order_->movable) << "the key frame is all references";
+  type(1);
+  EXPECT_FALSE(order_->movable) << "it may have become the golden frame as well";
+  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
+  type(2);
+  ASSERT_TRUE(order_->movable);
+
+  order_->move = &move;
+  const auto moved = encode();
+  EXPECT_EQ(order_->move, nullptr);
+  EXPECT_TRUE(order_->moved);
+  EXPECT_TRUE(order_->movable);
+  std::vector<uint8_t> expected;
+  writeMoveFrame({kWidth, kHeight, 1, static_cast<unsigned>(quantizer())}, move, expected);
+  EXPECT_EQ(moved, expected);
+  EXPECT_EQ(repeat(), still());
+  EXPECT_FALSE(order_->moved);
+  end();
+  begin();
+  EXPECT_FALSE(order_->movable);
+}
+
+TEST_F(LeanLibvpxTest, AMoveThatIsNotPossibleIsLeftAndThePictureEncoded) {
+  BlockMove move{16, std::vector<uint8_t>(120 * 68, 1)};
+  encode();
+  order_->move = &move;
+  EXPECT_FALSE(type(1).empty());
+  EXPECT_EQ(order_->move, &move);
+  EXPECT_FALSE(order_->moved);
+  order_->move = nullptr;
+}
+
+TEST_F(LeanLibvpxTest, OnlyTheBlocksThatAreNamedAreLookedAt) {
+  encode();
+  const auto whole = showNoise().size();
+  std::vector<uint8_t> blocks(120 * 68, 0);
+  std::fill_n(blocks.begin(), 120, uint8_t{1});
+  std::minstd_rand random(2);
+  for (uint8_t& pixel : pixels()) pixel = static_cast<uint8_t>(random() >> 8);
+  order_->blocks = &blocks;
+  order_->rows = RowBand{0, kHeight};
+  EXPECT_LT(encode().size(), whole / 30);
+  order_->blocks = nullptr;
+}
+
 // Neither by its references nor by its clock.
 TEST_F(LeanLibvpxTest, LibvpxDoesNotNoticeRepeats) {
   const auto video = [this](int repeats) {
@@ -300,7 +380,7 @@ TEST_F(LeanLibvpxTest, LibvpxDoesNotNoticeRepeats) {
     begin(kWidth, 3'000, 56);
     std::vector<std::vector<uint8_t>> pictures;
     for (int page = 0; page < 5; ++page) {
-      active_->rows.reset();
+      order_->rows.reset();
       pictures.push_back(showPage(page));
       for (int letter = 0; letter < 12; ++letter) pictures.push_back(type(letter));
       for (int i = 0; i < repeats; ++i) repeat();
@@ -321,16 +401,16 @@ TEST_F(LeanLibvpxTest, PicturesAfterALongStillAreAsAfterRepeatsThatLibvpxEncodes
   const auto after = [&, this](RowBand looked) {
     end();
     begin(kWidth, 3'000, 56);
-    active_->rows.reset();
+    order_->rows.reset();
     showPage(0);
     for (int i = 0, sharp = 0; i < 500 && sharp < kSharpening; ++i) {
       encode();
       sharp = quantizer() <= kSharp ? sharp + 1 : 0;
     }
     EXPECT_LE(quantizer(), kSharp);
-    active_->rows = looked;
+    order_->rows = looked;
     for (int i = 0; i < 100; ++i) encode();
-    active_->rows.reset();
+    order_->rows.reset();
     After result;
     for (int page = 1; page <= kPages; ++page) {
       result.bytes += showPage(page).size();

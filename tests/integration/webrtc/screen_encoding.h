@@ -7,12 +7,18 @@
 #include <api/video/video_frame.h>
 
 #include <chrono>
+#include <cstdint>
 
 #include "platform/pixel_buffer.h"
 
 namespace tovalin {
 
 using I420 = rtc::scoped_refptr<webrtc::I420BufferInterface>;
+
+// RTP's.
+inline uint32_t timestampOf(std::chrono::microseconds at) {
+  return static_cast<uint32_t>(at.count() * 9 / 100);
+}
 
 // A captured picture as an encoder gets it. `changed`: the rows that are new; an empty band for a
 // repeat.
@@ -21,7 +27,7 @@ inline webrtc::VideoFrame frameOf(const I420& buffer, std::chrono::microseconds 
   return webrtc::VideoFrame::Builder()
       .set_video_frame_buffer(buffer)
       .set_timestamp_us(at.count())
-      .set_timestamp_rtp(static_cast<uint32_t>(at.count() * 9 / 100))
+      .set_timestamp_rtp(timestampOf(at))
       .set_update_rect(webrtc::VideoFrame::UpdateRect{0, changed.top, buffer->width(),
                                                       changed.bottom - changed.top})
       .build();

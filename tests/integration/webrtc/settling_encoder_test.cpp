@@ -7,6 +7,7 @@
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <modules/video_coding/include/video_error_codes.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -14,6 +15,7 @@
 
 #include "platform/webrtc/refinement_plan.h"
 #include "tests/integration/webrtc/screen_encoding.h"
+#include "tests/integration/webrtc/scrolling_screen.h"
 
 namespace tovalin {
 namespace {
@@ -23,6 +25,7 @@ using testing::ElementsAre;
 using testing::SizeIs;
 using FrameTypes = std::vector<webrtc::VideoFrameType>;
 using Rates = webrtc::VideoEncoder::RateControlParameters;
+using Blocks = std::vector<uint8_t>;
 
 constexpr auto kDelta = webrtc::VideoFrameType::kVideoFrameDelta;
 constexpr auto kKey = webrtc::VideoFrameType::kVideoFrameKey;
@@ -31,13 +34,20 @@ constexpr int kCoarse = 40;
 
 // What an encoder gets and what becomes of it, at the command of the test.
 struct FakeEncoderState {
+  std::shared_ptr<PictureOrder> order = std::make_shared<PictureOrder>();
+  bool moves = true;
+  size_t movedBytes = 700;
   int qp = kFinest;
   bool drops = false;
   bool makesKeyFrames = false;
   int32_t result = WEBRTC_VIDEO_CODEC_OK;
 
   std::vector<int64_t> encodedUs;
+  std::vector<PictureOrder> orders;  // as they were
+  std::vector<Blocks> blocks;        // of these
+  std::vector<int> movedBy;
   std::vector<FrameTypes> types;
+  std::vector<uint32_t> bitrates;
   int toldOfRepeats = 0;
   webrtc::EncodedImageCallback* callback = nullptr;
   std::vector<std::string> calls;
@@ -64,15 +74,29 @@ class FakeEncoder final : public webrtc::VideoEncoder {
     state_.encodedUs.push_back(frame.timestamp_us());
     state_.types.push_back(types == nullptr ? FrameTypes() : *types);
     if (frame.has_update_rect()) ++state_.toldOfRepeats;
-    if (state_.drops || state_.result != WEBRTC_VIDEO_CODEC_OK) return state_.result;
+    state_.orders.push_back(*state_.order);
+    state_.blocks.push_back(state_.order->blocks == nullptr ? Blocks() : *state_.order->blocks);
+    state_.order->moved = state_.order->move != nullptr && state_.moves;
+    if (state_.order->moved) {
+      state_.movedBy.push_back(state_.order->move->from);
+      state_.order->move = nullptr;
+    }
+    if ((state_.drops && !state_.order->moved) || state_.result != WEBRTC_VIDEO_CODEC_OK)
+      return state_.result;
     webrtc::EncodedImage image;
     image.qp_ = state_.qp;
+    if (state_.order->moved) {
+      image.SetEncodedData(webrtc::EncodedImageBuffer::Create(state_.movedBytes));
+    }
     image._frameType = state_.makesKeyFrames ? kKey : kDelta;
     image.SetTimestamp(frame.timestamp());
     state_.callback->OnEncodedImage(image, nullptr);
     return state_.result;
   }
-  void SetRates(const Rates&) override { state_.calls.emplace_back("rates"); }
+  void SetRates(const Rates& rates) override {
+    state_.calls.emplace_back("rates");
+    state_.bitrates.push_back(rates.bitrate.get_sum_bps());
+  }
   void SetFecControllerOverride(webrtc::FecControllerOverride*) override {
     state_.calls.emplace_back("fec");
   }
@@ -135,9 +159,9 @@ class SettlingEncoderTest : public testing::Test {
   FakeEncoderState inner_;
   Receiver receiver_;
   const std::shared_ptr<RepeatRequests> repeats_ = std::make_shared<RepeatRequests>();
-  const std::shared_ptr<ActiveRows> active_ = std::make_shared<ActiveRows>();
+  const std::shared_ptr<PictureOrder> order_ = inner_.order;
   const std::unique_ptr<webrtc::VideoEncoder> encoder_ =
-      settling(std::make_unique<FakeEncoder>(inner_), active_, repeats_,
+      settling(std::make_unique<FakeEncoder>(inner_), order_, repeats_,
                std::make_shared<FrameTrace>(std::string()));
 };
 
@@ -159,20 +183,20 @@ TEST_F(SettlingEncoderTest, ASettledPictureIsStillSentOnceASecond) {
 TEST_F(SettlingEncoderTest, AllRowsAreActiveUntilThePictureHasSettledAndThenNone) {
   for (int i = 0; i <= RefinementPlan::kSharpeningPictures; ++i) {
     ASSERT_TRUE(comes(i > 0));
-    ASSERT_EQ(active_->rows, std::nullopt);
+    ASSERT_EQ(order_->rows, std::nullopt);
   }
   ASSERT_FALSE(repeatComes());
   ASSERT_TRUE(repeatComes());
-  EXPECT_EQ(active_->rows, RowBand{});
+  EXPECT_EQ(order_->rows, RowBand{});
 }
 
 TEST_F(SettlingEncoderTest, TheRowsOfAChangeAreActiveAndAllOfThemForAKeyFrame) {
   settles();
   now_ += 1us;
   EXPECT_EQ(encoder_->Encode(frameOf(buffer_, now_, {16, 36}), nullptr), WEBRTC_VIDEO_CODEC_OK);
-  EXPECT_EQ(active_->rows, (RowBand{16, 36}));
+  EXPECT_EQ(order_->rows, (RowBand{16, 36}));
   EXPECT_TRUE(comes(true, {kKey}));
-  EXPECT_EQ(active_->rows, std::nullopt);
+  EXPECT_EQ(order_->rows, std::nullopt);
 }
 
 TEST_F(SettlingEncoderTest, TheEncoderInsideIsToldOfNoRepeats) {
@@ -193,7 +217,7 @@ TEST_F(SettlingEncoderTest, AChangeAfterTheSkipIsEncodedAtOnce) {
   settles();
   ASSERT_FALSE(repeatComes());
   EXPECT_TRUE(changeComes());
-  EXPECT_EQ(receiver_.images.back().Timestamp(), static_cast<uint32_t>(now_.count() * 9 / 100));
+  EXPECT_EQ(receiver_.images.back().Timestamp(), timestampOf(now_));
 }
 
 TEST_F(SettlingEncoderTest, AKeyFrameRequestPassesToTheEncoderInsideAtOnce) {
@@ -304,6 +328,136 @@ TEST_F(SettlingEncoderTest, EverythingElsePassesThrough) {
   EXPECT_EQ(inner_.callback->OnEncodedImage({}, nullptr).frame_id, 7u);
   encoder_->RegisterEncodeCompleteCallback(nullptr);
   EXPECT_EQ(inner_.callback, nullptr);
+}
+
+// A screen large enough to scroll.
+class MovingEncoderTest : public SettlingEncoderTest {
+ protected:
+  MovingEncoderTest() {
+    screen_.write();
+    shows(screen_.rows());
+    order_->movable = true;
+  }
+
+  // What the encoder got of it: one picture, or two.
+  void shows(RowBand changed, FrameTypes types = {kDelta}) {
+    inner_.orders.clear();
+    inner_.blocks.clear();
+    inner_.movedBy.clear();
+    receiver_.images.clear();
+    now_ += 33ms;
+    const I420View view = screen_.view();
+    const auto picture = webrtc::I420Buffer::Copy(view.width, view.height, view.y, view.strideY,
+                                                  view.u, view.strideU, view.v, view.strideV);
+    encoder_->Encode(frameOf(picture, now_, changed), &types);
+  }
+  void scrolls(int from, FrameTypes types = {kDelta}) {
+    screen_.scroll(screen_.all(), from);
+    shows(screen_.rows(), types);
+  }
+
+  ScrollingScreen screen_{800, 600};
+};
+
+TEST_F(MovingEncoderTest, AScrollIsMovedAheadAndTheRestFollows) {
+  scrolls(16);
+  ASSERT_THAT(inner_.movedBy, ElementsAre(16));
+  ASSERT_THAT(receiver_.images, SizeIs(2));
+  const auto picture = timestampOf(now_);
+  EXPECT_EQ(receiver_.images[1].Timestamp(), picture);
+  EXPECT_LT(receiver_.images[0].Timestamp(), picture);
+  EXPECT_GE(receiver_.images[0].Timestamp(), picture - 450);
+  EXPECT_EQ(inner_.orders[1].move, nullptr);
+  ASSERT_THAT(inner_.blocks[1], SizeIs(50 * 38));
+  // The last row and the half one below it.
+  EXPECT_EQ(std::ranges::count(inner_.blocks[1], 1), 2 * 50);
+  EXPECT_EQ(order_->blocks, nullptr) << "which is gone by the next picture";
+}
+
+TEST_F(MovingEncoderTest, TimeStampsOfMovesNeverGoBack) {
+  uint32_t last = 0;
+  for (int i = 0; i < 10; ++i) {
+    screen_.scroll(screen_.all(), 16);
+    receiver_.images.clear();
+    now_ += 1ms;
+    const I420View view = screen_.view();
+    encoder_->Encode(frameOf(webrtc::I420Buffer::Copy(view.width, view.height, view.y, view.strideY,
+                                                      view.u, view.strideU, view.v, view.strideV),
+                             now_, screen_.rows()),
+                     nullptr);
+    for (const auto& image : receiver_.images) {
+      EXPECT_GT(image.Timestamp(), last);
+      last = image.Timestamp();
+    }
+  }
+}
+
+TEST_F(MovingEncoderTest, AKeyFrameNeedsNoMove) {
+  scrolls(16, {kKey});
+  EXPECT_THAT(inner_.movedBy, ElementsAre());
+  EXPECT_THAT(receiver_.images, SizeIs(1));
+}
+
+TEST_F(MovingEncoderTest, NothingMovesThatTheEncoderCannotMove) {
+  order_->movable = false;
+  scrolls(16);
+  EXPECT_THAT(inner_.movedBy, ElementsAre());
+  EXPECT_THAT(receiver_.images, SizeIs(1));
+  order_->movable = true;
+  inner_.moves = false;
+  scrolls(16);
+  EXPECT_THAT(inner_.movedBy, ElementsAre());
+  EXPECT_EQ(order_->move, nullptr);
+  EXPECT_TRUE(inner_.blocks.back().empty());
+  inner_.moves = true;
+  scrolls(16);
+  EXPECT_THAT(inner_.movedBy, ElementsAre(16));
+}
+
+TEST_F(MovingEncoderTest, WhatIsDroppedAfterAMoveComesWithTheNextPicture) {
+  inner_.drops = true;
+  scrolls(16);
+  ASSERT_THAT(inner_.movedBy, ElementsAre(16));
+  EXPECT_THAT(receiver_.images, SizeIs(1));
+  inner_.drops = false;
+  scrolls(16);
+  ASSERT_THAT(inner_.movedBy, ElementsAre(16));
+  // Two rows that were never sent, and the half one.
+  EXPECT_EQ(std::ranges::count(inner_.blocks[1], 1), 3 * 50);
+}
+
+TEST_F(MovingEncoderTest, AMoveThatLeavesNothingIsTheWholePicture) {
+  // A page of which the end is as empty as what comes from below.
+  screen_ = ScrollingScreen(800, 600);
+  screen_.write({0, 160, 800, 480});
+  shows(screen_.rows());
+  const auto before = screen_;
+  BlockMove move{32, Blocks(50 * 38, 0)};
+  for (int row = 6; row < 34; ++row) {
+    std::fill_n(move.moves.begin() + row * 50, 50, uint8_t{1});
+  }
+  screen_ = before.moved(move);
+  shows(screen_.rows());
+  ASSERT_THAT(inner_.movedBy, ElementsAre(32));
+  EXPECT_THAT(receiver_.images, SizeIs(1));
+  shows({});
+  EXPECT_THAT(receiver_.images, SizeIs(1)) << "it is sharpened once the screen rests";
+}
+
+TEST_F(MovingEncoderTest, TheEncoderIsLeftTheBitsThatMovesDoNotTake) {
+  Rates rates;
+  rates.bitrate.SetBitrate(0, 0, 1'000'000);
+  encoder_->SetRates(rates);
+  EXPECT_THAT(inner_.bitrates, ElementsAre(900'000));
+  inner_.movedBytes = 20'000;
+  scrolls(16);
+  ASSERT_THAT(inner_.bitrates, SizeIs(2));
+  EXPECT_NEAR(inner_.bitrates.back(), 740'000, 1'000);
+}
+
+TEST_F(MovingEncoderTest, ABitrateOfZeroStaysZero) {
+  encoder_->SetRates(Rates());
+  EXPECT_THAT(inner_.bitrates, ElementsAre(0));
 }
 
 }  // namespace

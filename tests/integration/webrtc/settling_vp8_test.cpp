@@ -20,6 +20,7 @@
 
 #include "platform/webrtc/video_encoders.h"
 #include "tests/integration/webrtc/screen_encoding.h"
+#include "tests/integration/webrtc/scrolling_screen.h"
 
 namespace tovalin {
 namespace {
@@ -84,6 +85,7 @@ class Screen final : public webrtc::EncodedImageCallback, public webrtc::Decoded
   }
 
   int images() const { return images_; }
+  size_t bytes() const { return bytes_; }
   // That of the last image.
   int profile() const { return profile_; }
   // In dB, of these rows.
@@ -101,7 +103,9 @@ class Screen final : public webrtc::EncodedImageCallback, public webrtc::Decoded
  private:
   Result OnEncodedImage(const webrtc::EncodedImage& image,
                         const webrtc::CodecSpecificInfo*) override {
-    ++images_;
+    // A move goes ahead of its picture, with a time stamp of its own.
+    if (image.Timestamp() == timestampOf(now_)) ++images_;
+    bytes_ += image.size();
     profile_ = image.data()[0] >> 1 & 7;  // of the frame tag (RFC 6386, 9.1)
     EXPECT_EQ(decoder_->Decode(image, false, 0), WEBRTC_VIDEO_CODEC_OK);
     return Result(Result::OK);
@@ -115,6 +119,7 @@ class Screen final : public webrtc::EncodedImageCallback, public webrtc::Decoded
   const std::unique_ptr<webrtc::VideoDecoder> decoder_ = webrtc::VP8Decoder::Create();
   std::chrono::microseconds now_ = 1h;
   int images_ = 0;
+  size_t bytes_ = 0;
   int profile_ = -1;
   I420 seen_;
 };
@@ -214,6 +219,62 @@ TEST(SettlingVp8Test, EveryPictureIsOfTheProfileForText) {
   EXPECT_EQ(screen.profile(), 1);
   EXPECT_TRUE(screen.shows(detailed(2), Screen::kAll));
   EXPECT_EQ(screen.profile(), 1);
+}
+
+rtc::scoped_refptr<webrtc::I420Buffer> copyOf(const ScrollingScreen& screen) {
+  const I420View view = screen.view();
+  return webrtc::I420Buffer::Copy(view.width, view.height, view.y, view.strideY, view.u,
+                                  view.strideU, view.v, view.strideV);
+}
+
+// A terminal whose lines are 17 high, at any bitrate.
+TEST(SettlingVp8Test, WhatScrollsAndStopsIsWhatTheViewerSees) {
+  for (const unsigned kbps : {300U, 2500U, 20000U}) {
+    SCOPED_TRACE(kbps);
+    Screen scrolled(screenEncoder(), kbps);
+    ScrollingScreen terminal(Screen::kWidth, Screen::kHeight);
+    terminal.write();
+    scrolled.shows(copyOf(terminal), Screen::kAll);
+    for (int i = 0; i < 60; ++i) {
+      terminal.scroll(terminal.all(), 17);
+      scrolled.shows(copyOf(terminal), Screen::kAll);
+    }
+    const auto last = copyOf(terminal);
+    Screen still(screenEncoder(), kbps);
+    still.shows(last, Screen::kAll);
+    for (int i = 0; i < 120; ++i) {
+      scrolled.shows(last, Screen::kRepeat);
+      still.shows(last, Screen::kRepeat);
+    }
+    EXPECT_GT(scrolled.sharpness(last), still.sharpness(last) - 1);
+    EXPECT_GT(scrolled.sharpness(last), kbps < 1000 ? 30.0 : 40.0);
+  }
+}
+
+TEST(SettlingVp8Test, ScrollingTakesTheBitsOfWhatIsNewOnly) {
+  Screen screen(screenEncoder(), 20000);
+  ScrollingScreen terminal(Screen::kWidth, Screen::kHeight);
+  const auto shows = [&] {
+    const size_t before = screen.bytes();
+    screen.shows(copyOf(terminal), Screen::kAll);
+    return screen.bytes() - before;
+  };
+  terminal.write();
+  shows();
+  for (int i = 0; i < 30; ++i) {
+    terminal.write();
+    shows();
+  }
+  const size_t whole = shows();
+  terminal.write();
+  const size_t another = shows();
+  // 16 of 360 rows are new each time.
+  for (int i = 0; i < 20; ++i) {
+    terminal.scroll(terminal.all(), 16);
+    const size_t moved = shows();
+    if (i == 0) continue;  // the first comes on top of a picture that was not sharp yet
+    EXPECT_LT(moved, another / 5) << whole;
+  }
 }
 
 }  // namespace

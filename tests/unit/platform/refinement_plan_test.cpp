@@ -181,5 +181,58 @@ TEST_F(RefinementPlanTest, WhatChangedLastIsSharpenedHoweverLongItHadBeenChangin
   }
 }
 
+TEST_F(RefinementPlanTest, AfterAMoveOnlyTheRestIsLookedAtUntilTheScreenRests) {
+  pictureSettles();
+  constexpr RowBand kMoved{0, 1060};
+  constexpr RowBand kRest{1040, 1080};
+  EXPECT_EQ(plan_.judgeMoved(now_, kMoved, 19, kRest), kRest);
+  plan_.encoded(true);
+  EXPECT_EQ(repeatComes(), kRest);
+}
+
+TEST_F(RefinementPlanTest, WhatIsCoarseMovesAlong) {
+  pictureSettles();
+  EXPECT_EQ(changeComes(kLine, Outcome::coarse), kLine);
+  plan_.judgeMoved(now_, {0, 1060}, 20, {1060, 1080});
+  plan_.encoded(true);
+  EXPECT_EQ(repeatComes(), (RowBand{80, 1080}));
+}
+
+TEST_F(RefinementPlanTest, WhatIsCoarseElsewhereStays) {
+  pictureSettles();
+  EXPECT_EQ(changeComes(kOtherLine, Outcome::coarse), kOtherLine);
+  plan_.judgeMoved(now_, {0, 200}, 20, {180, 200});
+  plan_.encoded(true);
+  EXPECT_EQ(repeatComes(), (RowBand{180, 317}));
+}
+
+TEST_F(RefinementPlanTest, MovesSharpenNothing) {
+  pictureSettles();
+  changeComes(kLine);
+  for (int i = 0; i < 2 * Plan::kSharpeningPictures; ++i) {
+    plan_.judgeMoved(now_, kBothLines, 17, kOtherLine);
+    plan_.encoded(true);
+  }
+  const auto rows = repeatComes();
+  ASSERT_TRUE(rows);
+  for (int i = 1; i < Plan::kSharpeningPictures; ++i) ASSERT_EQ(repeatComes(), rows);
+  EXPECT_EQ(repeatComes(), rows);
+  EXPECT_EQ(repeatComes(), std::nullopt);
+}
+
+TEST_F(RefinementPlanTest, TheRestOfAMoveThatIsDroppedIsStillOwed) {
+  pictureSettles();
+  plan_.judgeMoved(now_, {0, 1060}, 19, {1040, 1080});
+  EXPECT_EQ(repeatComes(Outcome::dropped), (RowBand{1040, 1080}));
+  EXPECT_EQ(repeatComes(), (RowBand{1040, 1080}));
+}
+
+TEST_F(RefinementPlanTest, AMoveBeforeThePictureHasSettledLeavesAllRowsCoarse) {
+  changeComes(kScreen, Outcome::coarse);
+  plan_.judgeMoved(now_, {0, 1060}, 19, {1040, 1080});
+  plan_.encoded(true);
+  EXPECT_EQ(repeatComes(), Plan::kAllRows);
+}
+
 }  // namespace
 }  // namespace tovalin

@@ -1,8 +1,10 @@
-// What libvpx's decoder makes of a still frame.
+// What libvpx's decoder makes of frames that are written, and that its encoder goes on from the
+// same.
 
-#include "platform/webrtc/still_frame.h"
+#include "platform/webrtc/written_frame.h"
 
 #include <gtest/gtest.h>
+#include <vpx/vp8.h>
 #include <vpx/vp8cx.h>
 #include <vpx/vp8dx.h>
 #include <vpx/vpx_decoder.h>
@@ -11,14 +13,36 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <ostream>
 #include <random>
 #include <vector>
+
+#include "platform/webrtc/reference_move.h"
 
 namespace tovalin {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+
+Bytes stillFrame(const WrittenFrameKind& kind) {
+  Bytes frame;
+  writeStillFrame(kind, frame);
+  return frame;
+}
+
+// All that is seen of it.
+Bytes pixelsOf(const vpx_image_t& image) {
+  Bytes pixels;
+  for (int plane = 0; plane < 3; ++plane) {
+    const unsigned half = plane == 0 ? 0 : 1;
+    for (unsigned row = 0; row < (image.d_h + half) >> half; ++row) {
+      const auto* start = image.planes[plane] + static_cast<ptrdiff_t>(row) * image.stride[plane];
+      pixels.insert(pixels.end(), start, start + ((image.d_w + half) >> half));
+    }
+  }
+  return pixels;
+}
 
 struct Size {
   unsigned width = 0;
@@ -58,7 +82,7 @@ class Video {
   Video& operator=(const Video&) = delete;
 
   // What a letter that is typed makes of it.
-  Bytes type() {
+  Bytes type(vpx_enc_frame_flags_t flags = 0) {
     constexpr unsigned kLetter = 12;
     const unsigned left = kLetter * typed_ % size_.width;
     const unsigned top = kLetter * typed_ / size_.width * kLetter % size_.height;
@@ -66,16 +90,41 @@ class Video {
     for (unsigned row = top; row < std::min(top + kLetter, size_.height); ++row) {
       change(row, left, std::min(left + kLetter, size_.width));
     }
-    return encode();
+    return encode(flags);
   }
 
-  Bytes encode() {
-    EXPECT_EQ(vpx_codec_encode(&codec_, &picture_, time_++, 1, 0, VPX_DL_REALTIME), VPX_CODEC_OK);
+  Bytes encode(vpx_enc_frame_flags_t flags = 0) {
+    EXPECT_EQ(vpx_codec_encode(&codec_, &picture_, time_++, 1, flags, VPX_DL_REALTIME),
+              VPX_CODEC_OK);
     vpx_codec_iter_t place = nullptr;
     const auto* packet = vpx_codec_get_cx_data(&codec_, &place);
     if (packet == nullptr) return {};
     const auto* start = static_cast<const uint8_t*>(packet->data.frame.buf);
     return {start, start + packet->data.frame.sz};
+  }
+
+  // Of which the next picture is made.
+  Bytes last() {
+    vpx_ref_frame_t reference{};
+    reference.frame_type = VP8_LAST_FRAME;
+    vpx_image_t& image = reference.img;
+    EXPECT_NE(vpx_img_alloc(&image, VPX_IMG_FMT_I420, (size_.width + 15) / 16 * 16,
+                            (size_.height + 15) / 16 * 16, 16),
+              nullptr);
+    EXPECT_EQ(vpx_codec_control(&codec_, VP8_COPY_REFERENCE, &reference), VPX_CODEC_OK);
+    image.d_w = size_.width;
+    image.d_h = size_.height;
+    auto pixels = pixelsOf(image);
+    vpx_img_free(&image);
+    return pixels;
+  }
+
+  // Only what it goes on from; the picture has to be changed by itself.
+  Bytes move(const BlockMove& move, unsigned profile) {
+    EXPECT_TRUE(references_.apply(&codec_, size_.width, size_.height, move));
+    Bytes frame;
+    writeMoveFrame({size_.width, size_.height, profile, 20}, move, frame);
+    return frame;
   }
 
  private:
@@ -98,6 +147,7 @@ class Video {
   vpx_codec_pts_t time_ = 0;
   unsigned typed_ = 0;
   std::minstd_rand random_;
+  ReferenceMove references_;
 };
 
 class Viewer {
@@ -117,17 +167,7 @@ class Viewer {
     EXPECT_EQ(corrupted, 0);
     vpx_codec_iter_t place = nullptr;
     const auto* image = vpx_codec_get_frame(&codec_, &place);
-    Bytes pixels;
-    if (image == nullptr) return pixels;
-    for (int plane = 0; plane < 3; ++plane) {
-      const unsigned half = plane == 0 ? 0 : 1;
-      for (unsigned row = 0; row < (image->d_h + half) >> half; ++row) {
-        const auto* start =
-            image->planes[plane] + static_cast<ptrdiff_t>(row) * image->stride[plane];
-        pixels.insert(pixels.end(), start, start + ((image->d_w + half) >> half));
-      }
-    }
-    return pixels;
+    return image == nullptr ? Bytes() : pixelsOf(*image);
   }
 
   int quantizer() {
@@ -198,6 +238,57 @@ TEST(StillFrame, TellsTheQuantizer) {
 TEST(StillFrame, IsSmall) {
   EXPECT_LT(stillFrame({1920, 1080, 1, 15}).size(), 300U);
 }
+
+// Any blocks that may move so far.
+BlockMove anyMove(Size size, int from, std::minstd_rand& random) {
+  BlockMove move;
+  move.from = from;
+  const int columns = blocksAlong(static_cast<int>(size.width));
+  const int rows = blocksAlong(static_cast<int>(size.height));
+  const auto rarely = random() % 8;  // so that some stand alone, and some in large areas
+  for (int row = 0; row < rows; ++row) {
+    const int top = row * kBlock + from;
+    const bool within = top >= 0 && top + kBlock <= static_cast<int>(size.height);
+    for (int column = 0; column < columns; ++column) {
+      move.moves.push_back(within && (random() >> 8) % 8 >= rarely ? 1 : 0);
+    }
+  }
+  return move;
+}
+
+constexpr auto kOnlyLast = VP8_EFLAG_NO_UPD_GF | VP8_EFLAG_NO_UPD_ARF;
+
+void expectMovesAreShared(Size size, unsigned profile, const std::vector<int>& distances) {
+  SCOPED_TRACE(testing::Message() << "profile " << profile);
+  Video video(size, profile);
+  Viewer viewer;
+  std::minstd_rand random(size.width);
+  viewer.sees(video.encode());
+  for (const int from : distances) {
+    const auto frame = video.type(kOnlyLast);
+    if (!frame.empty()) viewer.sees(frame);
+    const auto before = video.last();
+    const auto seen = viewer.sees(video.move(anyMove(size, from, random), profile));
+    ASSERT_EQ(seen, video.last()) << from;
+    if (from != 0 && std::abs(from) + 48 < static_cast<int>(size.height)) {
+      ASSERT_NE(seen, before) << from;
+    }
+    const auto next = video.type(kOnlyLast);
+    if (next.empty()) continue;
+    ASSERT_EQ(viewer.sees(next), video.last()) << from;
+  }
+}
+
+class MoveFrameSizes : public testing::TestWithParam<Size> {};
+
+TEST_P(MoveFrameSizes, DecoderAndEncoderGoOnFromTheSame) {
+  expectMovesAreShared(GetParam(), 1, {1, -1, 2, -2, 7, 8, -13, 16, 65, -64, 100, 255, -255});
+  expectMovesAreShared(GetParam(), 2, {3, -5, 12});
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, MoveFrameSizes,
+                         testing::Values(Size{1920, 1080}, Size{64, 48}, Size{17, 33},
+                                         Size{1366, 768}, Size{3840, 2160}, Size{33, 17}));
 
 }  // namespace
 }  // namespace tovalin
