@@ -20,17 +20,9 @@ namespace {
 // same bitrate; a changed line: a third less for either (libvpx 1.12).
 constexpr unsigned kProfile = 1;
 
-// The library gives a screen of 1920x1080 a second thread from three processors on. With two it
-// helps as well: a click's picture took 4.0 to 6.0 ms of encoding for 6.4 to 7.2, because the rows
-// are shared out and the loop filter no longer stands before the sending; text scrolled at 29.0 to
-// 29.4 pictures a second for 28.2 to 28.7. It costs up to 3 ms of processor time a picture: typing
-// took 4.5 to 5.9 % of a core for 3.5. With a single processor libvpx keeps to one.
-constexpr unsigned kLeastThreads = 2;
-
 vpx_codec_enc_cfg_t forScreens(const vpx_codec_enc_cfg_t& settings) {
   vpx_codec_enc_cfg_t ours = settings;
   ours.g_profile = kProfile;
-  ours.g_threads = std::max(ours.g_threads, kLeastThreads);
   return ours;
 }
 
@@ -40,7 +32,7 @@ vpx_codec_enc_cfg_t forScreens(const vpx_codec_enc_cfg_t& settings) {
 // picture it is written anew. So what a single large picture has filled is returned to the system
 // some pictures later.
 constexpr unsigned kTokensLife = 64;
-constexpr std::size_t kTokensKept = std::size_t{4} << 20;
+constexpr std::size_t kTokensKept = std::size_t{2} << 20;
 
 unsigned blocksIn(unsigned pixels) {
   return static_cast<unsigned>(blocksAlong(static_cast<int>(pixels)));
