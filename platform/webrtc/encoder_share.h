@@ -24,11 +24,12 @@ class EncoderShare {
   // What the video may take from now on.
   void bitrate(uint32_t bitsPerSecond) { bitrate_ = bitsPerSecond; }
 
-  // A frame of the encoder's or beside it, at this time in 90ths of a millisecond.
+  // A frame beside the encoder's, at this time in 90ths of a millisecond, which may wrap.
   void beside(uint32_t time, std::size_t bytes) {
     pass(time);
     bits_ += 8.0 * static_cast<double>(bytes);
   }
+  // It is that time now.
   void pass(uint32_t time) {
     const double seconds = static_cast<double>(time - time_) / 90'000;
     bits_ *= std::max(0.0, 1 - seconds / kWindow);
