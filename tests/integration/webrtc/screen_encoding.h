@@ -10,10 +10,17 @@
 #include <cstdint>
 
 #include "platform/pixel_buffer.h"
+#include "tests/integration/webrtc/scrolling_screen.h"
 
 namespace tovalin {
 
 using I420 = rtc::scoped_refptr<webrtc::I420BufferInterface>;
+
+inline I420 copyOf(const ScrollingScreen& screen) {
+  const I420View view = screen.view();
+  return webrtc::I420Buffer::Copy(view.width, view.height, view.y, view.strideY, view.u,
+                                  view.strideU, view.v, view.strideV);
+}
 
 // RTP's.
 inline uint32_t timestampOf(std::chrono::microseconds at) {

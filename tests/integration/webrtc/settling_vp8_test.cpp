@@ -20,7 +20,6 @@
 
 #include "platform/webrtc/video_encoders.h"
 #include "tests/integration/webrtc/screen_encoding.h"
-#include "tests/integration/webrtc/scrolling_screen.h"
 
 namespace tovalin {
 namespace {
@@ -219,12 +218,6 @@ TEST(SettlingVp8Test, EveryPictureIsOfTheProfileForText) {
   EXPECT_EQ(screen.profile(), 1);
   EXPECT_TRUE(screen.shows(detailed(2), Screen::kAll));
   EXPECT_EQ(screen.profile(), 1);
-}
-
-rtc::scoped_refptr<webrtc::I420Buffer> copyOf(const ScrollingScreen& screen) {
-  const I420View view = screen.view();
-  return webrtc::I420Buffer::Copy(view.width, view.height, view.y, view.strideY, view.u,
-                                  view.strideU, view.v, view.strideV);
 }
 
 // A terminal whose lines are 17 high, at any bitrate.
