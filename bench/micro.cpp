@@ -135,9 +135,10 @@ void writeAMove(benchmark::State& state) {
   ScrollingText text;
   const auto move = text.scroll()->move;
   std::vector<uint8_t> frame;
-  writeMoveFrame({1920, 1080, 1, 15}, move, frame);
+  FrameWriter writer;
+  writer.move({1920, 1080, 1, 15}, move, frame);
   const Allocations counted(state);
-  for (auto _ : state) writeMoveFrame({1920, 1080, 1, 15}, move, frame);
+  for (auto _ : state) writer.move({1920, 1080, 1, 15}, move, frame);
   state.counters["bytes"] = static_cast<double>(frame.size());
 }
 BENCHMARK(writeAMove);

@@ -13,13 +13,11 @@ namespace {
 thread_local bool searching = false;
 thread_local tovalin::LargeBlock remembered;
 
-// The whole pages of the remembered block from so many bytes on.
+// The whole pages of the remembered block.
 struct Pages {
-  explicit Pages(std::size_t from = 0)
+  Pages()
       : size(static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE))),
-        begin((reinterpret_cast<std::uintptr_t>(remembered.start) +
-               std::min(from, remembered.size) + size - 1) /
-              size * size),
+        begin((reinterpret_cast<std::uintptr_t>(remembered.start) + size - 1) / size * size),
         end((reinterpret_cast<std::uintptr_t>(remembered.start) + remembered.size) / size * size) {}
 
   std::uintptr_t size;
@@ -88,8 +86,8 @@ void giveBackZeros() {
   }
 }
 
-void discardLargeBlock(std::size_t kept) {
-  const Pages pages(kept);
+void discardLargeBlock() {
+  const Pages pages;
   giveBack(pages.begin, pages.end);
 }
 

@@ -36,8 +36,8 @@ void rememberLargeBlock(LargeBlock block);
 // The block must be in use by this thread alone. Without one nothing happens.
 void giveBackZeros();
 
-// Returns all of the block to the system but so many bytes at its beginning, as far as whole pages
-// go. For a block whose contents nobody needs any more. Without one nothing happens.
-void discardLargeBlock(std::size_t kept);
+// Returns all of the block to the system, as far as whole pages go. For a block whose contents
+// nobody needs any more. Without one nothing happens.
+void discardLargeBlock();
 
 }  // namespace tovalin

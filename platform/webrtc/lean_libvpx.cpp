@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/webrtc/large_block.h"
-#include "platform/webrtc/reference_move.h"
+#include "platform/webrtc/reference_picture.h"
 #include "platform/webrtc/written_frame.h"
 
 namespace tovalin {
@@ -32,7 +32,6 @@ vpx_codec_enc_cfg_t forScreens(const vpx_codec_enc_cfg_t& settings) {
 // picture it is written anew. So what a single large picture has filled is returned to the system
 // some pictures later.
 constexpr unsigned kTokensLife = 64;
-constexpr std::size_t kTokensKept = std::size_t{2} << 20;
 
 unsigned blocksIn(unsigned pixels) {
   return static_cast<unsigned>(blocksAlong(static_cast<int>(pixels)));
@@ -63,7 +62,8 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     pictures_ = 0;
     frameFlags_ = 0;
     stream_ = {settings->g_w, settings->g_h};
-    order_->movable = false;
+    order_->changeable = false;
+    reference_.forget();
     return reserve_->init(context, codec, forScreens(*settings), flags);
   }
 
@@ -73,20 +73,24 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     const int asked = static_cast<int>(flags) | std::exchange(frameFlags_, 0);
     const bool keyFrame = (asked & VPX_EFLAG_FORCE_KF) != 0;
     auto result = VPX_CODEC_OK;
-    order_->moved = false;
+    order_->outcome = PictureOrder::Outcome::encoded;
+    stream_.lastWritten = stream_.written;
     stream_.written = image != nullptr && !keyFrame && write(context, *image, time, duration);
     if (!stream_.written) {
       if (image != nullptr) {
         activate(context, *image, keyFrame);
         stream_.referencesKept = (asked & kKeepReferences) == kKeepReferences;
+        // Where it does not take what the viewer has, it must begin anew.
+        if (!keyFrame && !reference_.give(context)) flags |= VPX_EFLAG_FORCE_KF;
       }
       result =
           libvpx_->codec_encode(context, image, time - stream_.left, duration, flags, deadline);
+      reference_.forget();
     }
     stream_.last = time;
     // The repeats count as well: what a large picture has filled must not stay while nothing moves.
     if (image != nullptr && ++pictures_ % kTokensLife == 0 && isTokenList(*image)) {
-      discardLargeBlock(kTokensKept);
+      discardLargeBlock();
     }
     return result;
   }
@@ -106,7 +110,8 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
       stream_.width = settings->g_w;
       stream_.height = settings->g_h;
       stream_.begun = false;
-      order_->movable = false;
+      order_->changeable = false;
+      reference_.forget();
     }
     const auto ours = forScreens(*settings);
     return libvpx_->codec_enc_config_set(context, &ours);
@@ -136,6 +141,10 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
                                 int* value) const override {
+    if (id == VP8E_GET_LAST_QUANTIZER && stream_.written) {
+      *value = static_cast<int>(written_.kind.quantizer);
+      return VPX_CODEC_OK;
+    }
     return libvpx_->codec_control(context, id, value);
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
@@ -189,7 +198,8 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     if (packet == nullptr || packet->kind != VPX_CODEC_CX_FRAME_PKT) return packet;
     stream_.begun = true;
     // A key frame is all references at once, and a frame that becomes another one two of them.
-    order_->movable = (packet->data.frame.flags & VPX_FRAME_IS_KEY) == 0 && stream_.referencesKept;
+    order_->changeable =
+        (packet->data.frame.flags & VPX_FRAME_IS_KEY) == 0 && stream_.referencesKept;
     packet_ = *packet;
     packet_.data.frame.pts += stream_.left;
     return &packet_;
@@ -210,10 +220,18 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     unsigned width = 0;
     unsigned height = 0;
     bool begun = false;           // whether there is a picture of this size to repeat
-    bool written = false;         // whether the last picture was, and not encoded
+    bool written = false;         // whether the picture was, and not encoded
+    bool lastWritten = false;     // and the one before it
     bool referencesKept = false;  // by the last one that libvpx encoded, all but the last frame
     vpx_codec_pts_t last = 0;     // its time
     vpx_codec_pts_t left = 0;     // how much of the time libvpx has not heard of
+  };
+
+  // The last frame that was.
+  struct Written {
+    WrittenFrameKind kind;
+    bool still = false;  // a repeat
+    std::vector<uint8_t> frame;
   };
 
   // Without libvpx, if that is possible.
@@ -221,48 +239,80 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
              uint64_t duration) const {
     if (!stream_.begun || image.d_w != stream_.width || image.d_h != stream_.height) return false;
     const auto* move = order_->move;
-    const bool still = move == nullptr && order_->rows && order_->rows->top >= order_->rows->bottom;
-    if (!still && (move == nullptr || !order_->movable)) return false;
-    int quantizer = 0;
-    libvpx_->codec_control(context, VP8E_GET_LAST_QUANTIZER, &quantizer);
-    const WrittenFrameKind kind{image.d_w, image.d_h, kProfile, static_cast<unsigned>(quantizer)};
+    const bool still = move == nullptr && order_->rows && isEmpty(*order_->rows);
     if (still) {
-      repeat(kind);
-    } else if (!reference_.apply(context, image.d_w, image.d_h, *move)) {
+      repeat(context);
+    } else if (!order_->changeable || (move == nullptr && !order_->patch) ||
+               !change(context, image, move)) {
       return false;
-    } else {
-      writeMoveFrame(kind, *move, moved_);
-      order_->move = nullptr;
-      order_->moved = true;
     }
-    give(still ? still_ : moved_, kind, time, duration);
+    give(time, duration);
     return true;
   }
 
   // libvpx takes 4 to 8 ms at 1920x1080 to find out that nothing is to be done.
-  void repeat(const WrittenFrameKind& kind) const {
-    reference_.release();
-    if (!still_.empty() && kind == stillKind_) return;
-    stillKind_ = kind;
-    writeStillFrame(kind, still_);
+  void repeat(vpx_codec_ctx_t* context) const {
+    const WrittenFrameKind kind{stream_.width, stream_.height, kProfile, lastQuantizer(context)};
+    if (written_.still && kind == written_.kind) return;
+    writer_.still(kind, written_.frame);
+    written_ = {kind, true, std::move(written_.frame)};
+  }
+
+  bool change(vpx_codec_ctx_t* context, const vpx_image_t& image, const BlockMove* move) const {
+    if (!reference_.fetch(context, stream_.width, stream_.height)) return false;
+    if (move != nullptr) reference_.move(*move);
+    auto& patch = order_->patch;
+    const auto patched = patch ? patch_.code(viewOf(image), *patch, reference_) : std::nullopt;
+    if (!patched && move == nullptr) return false;
+    if (patched) patch->rows = *patched;
+    const auto quantizer =
+        patched ? MacroblockCoder::quantizer(patch->fineness) : lastQuantizer(context);
+    const WrittenFrameKind kind{stream_.width, stream_.height, kProfile, quantizer};
+    if (patched) {
+      writer_.patch(kind, move, patch_.blocks(), written_.frame);
+    } else {
+      writer_.move(kind, *move, written_.frame);
+    }
+    written_ = {kind, false, std::move(written_.frame)};
+    order_->move = nullptr;
+    order_->outcome = patched ? PictureOrder::Outcome::patched : PictureOrder::Outcome::moved;
+    return true;
+  }
+
+  static I420View viewOf(const vpx_image_t& image) {
+    return {static_cast<int>(image.d_w),
+            static_cast<int>(image.d_h),
+            image.planes[0],
+            image.planes[1],
+            image.planes[2],
+            image.stride[0],
+            image.stride[1],
+            image.stride[2]};
+  }
+
+  // Of the frame before, whoever made it.
+  unsigned lastQuantizer(vpx_codec_ctx_t* context) const {
+    if (stream_.lastWritten) return written_.kind.quantizer;
+    int quantizer = 0;
+    libvpx_->codec_control(context, VP8E_GET_LAST_QUANTIZER, &quantizer);
+    return static_cast<unsigned>(quantizer);
   }
 
   // libvpx does not hear of the time that it takes: the library counts it in pictures, and libvpx
   // would take a hundred repeats for the length of one, and that for the frame rate. A segment map
   // of libvpx's is sent anew with every picture that has one, so that leaving it out does no harm.
-  void give(std::vector<uint8_t>& bytes, const WrittenFrameKind& kind, vpx_codec_pts_t time,
-            uint64_t duration) const {
+  void give(vpx_codec_pts_t time, uint64_t duration) const {
     stream_.left += time - stream_.last;
     packet_ = {};
     packet_.kind = VPX_CODEC_CX_FRAME_PKT;
     auto& frame = packet_.data.frame;
-    frame.buf = bytes.data();
-    frame.sz = bytes.size();
+    frame.buf = written_.frame.data();
+    frame.sz = written_.frame.size();
     frame.pts = time;
     frame.duration = static_cast<unsigned long>(duration);
     frame.partition_id = -1;  // all of them
-    frame.width[0] = kind.width;
-    frame.height[0] = kind.height;
+    frame.width[0] = stream_.width;
+    frame.height[0] = stream_.height;
     frame.spatial_layer_encoded[0] = 1;
   }
 
@@ -296,10 +346,10 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   mutable int frameFlags_ = 0;                 // of the next picture
   mutable Stream stream_;
   mutable vpx_codec_cx_pkt_t packet_{};  // as it was last given out
-  mutable WrittenFrameKind stillKind_;
-  mutable std::vector<uint8_t> still_;
-  mutable std::vector<uint8_t> moved_;
-  mutable ReferenceMove reference_;
+  mutable Written written_;
+  mutable FrameWriter writer_;
+  mutable PicturePatch patch_;
+  mutable ReferencePicture reference_;
 };
 
 }  // namespace

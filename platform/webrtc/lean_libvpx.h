@@ -4,6 +4,7 @@
 
 #include <modules/video_coding/codecs/interface/libvpx_interface.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,6 +13,7 @@
 #include "platform/pixel_buffer.h"
 #include "platform/webrtc/block_move.h"
 #include "platform/webrtc/encoder_reserve.h"
+#include "platform/webrtc/picture_patch.h"
 
 namespace tovalin {
 
@@ -21,21 +23,28 @@ struct PictureOrder {
   // Which rows to look at; the rest of the picture is what it was. Absent: all of them. An empty
   // band: none.
   std::optional<RowBand> rows;
-  // Not null: of these rows, only the macroblocks that have a 1 here.
+  // Not null: of these rows, only the macroblocks that have a 1 in it.
   const std::vector<uint8_t>* blocks = nullptr;
-  // Not null: only to move these blocks of the last picture, whatever else is new. Taken off by the
-  // encoder once it has.
+
+  // What is to be written in place of that, if it can be; the rows become those that were.
+  std::optional<PicturePatch::Order> patch;
+  // Not null: blocks of the last picture that are moved before; without a patch, in place of it.
   const BlockMove* move = nullptr;
 
-  // Said by the encoder: whether its last picture was such a move, and whether it may be followed
-  // by one.
-  bool moved = false;
-  bool movable = false;
+  // Said by the encoder: what it has done,
+  enum class Outcome {
+    encoded,  // the rows
+    moved,    // but not patched
+    patched   // and moved as well, if that was asked for
+  };
+  Outcome outcome = Outcome::encoded;
+  // and whether the last picture may be changed.
+  bool changeable = false;
 };
 
-// libvpx for screens: it spends its time on the active rows only, none where there are none or they
-// have just moved, and gives back the memory that it has cleared but does not use. For one encoder
-// at a time.
+// libvpx for screens: it spends its time on the active rows only, and none where a frame can be
+// written without it; and it gives back the memory that it has cleared but does not use. For one
+// encoder at a time.
 std::unique_ptr<webrtc::LibvpxInterface> leanLibvpx(std::shared_ptr<PictureOrder> order,
                                                     std::shared_ptr<EncoderReserve> reserve);
 

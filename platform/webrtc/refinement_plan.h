@@ -75,7 +75,29 @@ class RefinementPlan {
     sharpPictures_ = 0;
   }
 
+  // Whether the picture is sharp all over.
+  bool isSettled() const { return isEmpty(coarse_); }
+  // The rows that are not, as far as they are not within those.
+  RowBand coarseBeside(RowBand rows) const { return without(coarse_, rows); }
+
+  // In place of encoded(): what changed came out, and these rows so sharp that it is not worth
+  // looking at them again.
+  void patched(RowBand rows) {
+    owed_ = false;
+    encodedAt_ = judgedAt_;
+    coarse_ = without(coarse_, rows);
+    changedMeanwhile_ = without(changedMeanwhile_, rows);
+    if (isEmpty(coarse_)) sharpPictures_ = 0;
+  }
+
  private:
+  // The smallest band with all rows of the one but those of the other.
+  static constexpr RowBand without(RowBand one, RowBand other) {
+    if (other.top <= one.top) one.top = std::max(one.top, other.bottom);
+    if (other.bottom >= one.bottom) one.bottom = std::min(one.bottom, other.top);
+    return isEmpty(one) ? RowBand{} : one;
+  }
+
   void note(RowBand changed) {
     owed_ = true;
     const RowBand all = united(coarse_, changed);

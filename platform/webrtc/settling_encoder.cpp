@@ -4,8 +4,10 @@
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <modules/video_coding/include/video_error_codes.h>
 #include <modules/video_coding/utility/vp8_constants.h>
+#include <rtc_base/numerics/sequence_number_util.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <utility>
@@ -18,9 +20,12 @@
 namespace tovalin {
 namespace {
 
-// By how much the time stamp of a move is ahead of its picture's, in 90ths of a millisecond: about
-// as long as the picture's encoding takes, so that it arrives as stamped.
-constexpr uint32_t kMostAhead = 5 * 90;
+// By how much the time stamp of what is left of a picture is behind that of its move, in 90ths of a
+// millisecond: about as long as its encoding takes, so that it arrives as stamped.
+constexpr uint32_t kRestBehind = 5 * 90;
+
+// Where something changes all the time, the rest of the screen becomes sharper at least so often.
+constexpr auto kRefineAtLeast = std::chrono::milliseconds(200);
 
 using FrameTypes = std::vector<webrtc::VideoFrameType>;
 
@@ -66,18 +71,25 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     webrtc::VideoFrame anyFrame = frame;
     anyFrame.clear_update_rect();
     const RefinementPlan::Time at(frame.timestamp_us());
-    if (const auto* scrolled = keyFrameWanted ? nullptr : move(anyFrame, types, view)) {
-      const auto rest =
-          plan_.judgeMoved(at, scrolled->moved, scrolled->move.from, scrolled->restRows);
-      if (!isEmpty(rest)) return encode(anyFrame, types, view, rest, &scrolled->rest);
-      plan_.encoded(false);
-      shown_.sent(view);
-      return WEBRTC_VIDEO_CODEC_OK;
-    }
+    share_.pass(anyFrame.timestamp());
+    if (plan_.isSettled()) refinedAt_ = at;
+    const auto* scrolled = keyFrameWanted || !order_->changeable ? nullptr : shown_.scrolled(view);
+    if (scrolled != nullptr) return encodeMoved(at, *scrolled, anyFrame, types, view);
     // Not reported as dropped: the library notices by itself which frames an encoder has passed
     // over, and would count this one twice.
     const auto rows = plan_.judge(at, changed, keyFrameWanted);
-    return rows ? encode(anyFrame, types, view, *rows, nullptr) : WEBRTC_VIDEO_CODEC_OK;
+    if (!rows) return WEBRTC_VIDEO_CODEC_OK;
+    if (isEmpty(shown_.unsent())) return refine(at, *rows, anyFrame, types, view);
+    const RowBand fresh = shown_.unsent();
+    order_->patch = {fresh, nullptr, Fineness::quick, share_.room(), false};
+    const auto result = encode(anyFrame, types, view, *rows, nullptr);
+    const auto rest = plan_.coarseBeside(fresh);
+    if (order_->outcome != PictureOrder::Outcome::patched || isEmpty(rest) ||
+        at - refinedAt_ < kRefineAtLeast) {
+      return result;
+    }
+    anyFrame.set_timestamp(anyFrame.timestamp() + kRestBehind);
+    return refine(at, rest, anyFrame, types, view);
   }
 
   void OnLossNotification(const LossNotification& loss) override {
@@ -128,55 +140,77 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     encoder_->SetRates(rates);
   }
 
-  // What has scrolled, if the viewer has been sent that; else null.
-  const ScrollSearch::Found* move(webrtc::VideoFrame frame, const FrameTypes* types,
-                                  const I420View& view) {
-    const auto ahead = std::min((frame.timestamp() - lastTimestamp_) / 2, kMostAhead);
-    if (!order_->movable || ahead == 0) return nullptr;
-    const auto begun = FrameTrace::now();
-    const auto* scrolled = shown_.scrolled(view);
-    if (scrolled == nullptr) return nullptr;
-    frame.set_timestamp(frame.timestamp() - ahead);
-    lastTimestamp_ = frame.timestamp();
-    given_ = {frame.timestamp_us(), begun};
-    order_->move = &scrolled->move;
-    encoder_->Encode(frame, types);
-    // The encoder takes it off once it has moved that.
-    const bool moved = std::exchange(order_->move, nullptr) == nullptr;
-    if (!moved) return nullptr;
-    shown_.moved(scrolled->move);
-    return scrolled;
+  // What has been sent already and could be sharper, in parts.
+  int32_t refine(RefinementPlan::Time at, RowBand rows, const webrtc::VideoFrame& frame,
+                 const FrameTypes* types, const I420View& view) {
+    refinedAt_ = at;
+    order_->patch = {rows, nullptr, Fineness::fine, share_.room(), true};
+    return encode(frame, types, view, rows, nullptr);
+  }
+
+  // As one written frame, if what is left after the move is small enough.
+  int32_t encodeMoved(RefinementPlan::Time at, const ScrollSearch::Found& scrolled,
+                      webrtc::VideoFrame frame, const FrameTypes* types, const I420View& view) {
+    const auto rest = plan_.judgeMoved(at, scrolled.moved, scrolled.move.from, scrolled.restRows);
+    order_->move = &scrolled.move;
+    order_->patch = {rest, &scrolled.rest, Fineness::quick, share_.room(), false};
+    const auto result = encode(frame, types, view, RefinementPlan::kAllRows, nullptr);
+    order_->move = nullptr;
+    // Where the encoder has refused, nothing is known of what is sharp.
+    if (order_->outcome == PictureOrder::Outcome::encoded) plan_.keyFrameCame();
+    if (order_->outcome != PictureOrder::Outcome::moved) return result;
+    shown_.moved(scrolled.move);
+    if (isEmpty(rest)) {
+      plan_.encoded(false);
+      shown_.sent(view);
+      return result;
+    }
+    frame.set_timestamp(frame.timestamp() + kRestBehind);
+    return encode(frame, types, view, rest, &scrolled.rest);
   }
 
   // Of these rows, only the macroblocks that have a 1 in `blocks` if there is such a list.
-  int32_t encode(const webrtc::VideoFrame& frame, const FrameTypes* types, const I420View& view,
+  int32_t encode(webrtc::VideoFrame frame, const FrameTypes* types, const I420View& view,
                  RowBand rows, const std::vector<uint8_t>* blocks) {
+    // The rest of a scroll may have been stamped later than this.
+    if (!webrtc::AheadOf(frame.timestamp(), lastTimestamp_))
+      frame.set_timestamp(lastTimestamp_ + 1);
+    lastTimestamp_ = frame.timestamp();
     order_->rows = rows == RefinementPlan::kAllRows ? std::nullopt : std::optional(rows);
     order_->blocks = blocks;
     given_ = {frame.timestamp_us(), FrameTrace::now()};
-    lastTimestamp_ = frame.timestamp();
     share_.pass(lastTimestamp_);
     if (share_.isNews()) tellShare();
-    cameOut_ = cameOutSharp_ = false;
+    cameOut_ = false;
     const int32_t result = encoder_->Encode(frame, types);
     order_->blocks = nullptr;
+    order_->patch.reset();
     if (cameOut_) shown_.sent(view);
-    if (!cameOutSharp_) repeats_->request();
+    if (!cameOut_ || !plan_.isSettled()) repeats_->request();
     return result;
   }
 
   Result OnEncodedImage(const webrtc::EncodedImage& image,
                         const webrtc::CodecSpecificInfo* codec) override {
-    if (order_->moved) {
+    using Outcome = PictureOrder::Outcome;
+    if (order_->outcome == Outcome::encoded) {
+      share_.encoded(image.Timestamp(), image.size());
+    } else {
       share_.beside(image.Timestamp(), image.size());
+    }
+    if (order_->outcome == Outcome::moved) {
       trace_->moved(given_.microseconds, image.Timestamp(), given_.at, image.size());
       return receiver_->OnEncodedImage(image, codec);
     }
     trace_->encoded(given_.microseconds, image.Timestamp(), given_.at, image.size(), image.qp_);
     // A key frame begins anew, however fine its quantiser.
     if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) plan_.keyFrameCame();
-    cameOutSharp_ = image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold;
-    plan_.encoded(cameOutSharp_);
+    if (order_->outcome == Outcome::patched) {
+      const auto& patch = *order_->patch;
+      plan_.patched(patch.fineness == Fineness::fine ? patch.rows : RowBand{});
+    } else {
+      plan_.encoded(image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold);
+    }
     cameOut_ = true;
     return receiver_->OnEncodedImage(image, codec);
   }
@@ -193,9 +227,9 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   const std::shared_ptr<RepeatRequests> repeats_;
   const std::shared_ptr<FrameTrace> trace_;
   Given given_;
-  bool cameOut_ = false;        // the picture that was encoded last
-  bool cameOutSharp_ = false;   // and was so
-  uint32_t lastTimestamp_ = 0;  // that the encoder got, RTP's
+  bool cameOut_ = false;              // the picture that was encoded last
+  RefinementPlan::Time refinedAt_{};  // or settled then
+  uint32_t lastTimestamp_ = 0;        // that the encoder got, RTP's
   webrtc::EncodedImageCallback* receiver_ = nullptr;
   RateControlParameters rates_;
   EncoderShare share_;

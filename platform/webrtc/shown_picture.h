@@ -19,6 +19,9 @@ class ShownPicture {
   // rows.
   void changes(int width, int height, RowBand rows);
 
+  // In which rows the next picture differs from what the viewer has been sent.
+  RowBand unsent() const { return unsent_; }
+
   // What has scrolled since what was sent; null if nothing has. Good until the next call.
   const ScrollSearch::Found* scrolled(const I420View& next);
   // The viewer has been sent that move.

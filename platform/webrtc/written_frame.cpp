@@ -6,34 +6,8 @@
 #include <cstdlib>
 
 namespace tovalin {
+
 namespace {
-
-using Probability = uint8_t;  // of a zero, in 256ths
-constexpr Probability kEven = 128;
-constexpr Probability kHardlyEver = 1;
-constexpr Probability kNearlyAlways = 255;
-
-// RFC 6386, 13.4: that a probability of the coefficients stays, in rows of eleven. Here a 0 ends a
-// row, and what is left out of it is 255.
-constexpr std::size_t kNodes = 11;
-constexpr auto kCoefficientStays = std::to_array<Probability>(
-    {0,   0,   0,   176, 246, 0,   223, 241, 252, 0,   249, 253, 253, 0,   255, 244, 252, 0,   234,
-     254, 254, 0,   253, 0,   255, 246, 254, 0,   239, 253, 254, 0,   254, 255, 254, 0,   255, 248,
-     254, 0,   251, 255, 254, 0,   0,   255, 253, 254, 0,   251, 254, 254, 0,   254, 255, 254, 0,
-     255, 254, 253, 255, 254, 0,   250, 255, 254, 255, 254, 0,   254, 0,   0,   0,   0,   217, 0,
-     225, 252, 241, 253, 255, 255, 254, 0,   234, 250, 241, 250, 253, 255, 253, 254, 0,   255, 254,
-     0,   223, 254, 254, 0,   238, 253, 254, 254, 0,   255, 248, 254, 0,   249, 254, 0,   0,   255,
-     253, 0,   247, 254, 0,   0,   255, 253, 254, 0,   252, 0,   0,   255, 254, 254, 0,   253, 0,
-     0,   255, 254, 253, 0,   250, 0,   254, 0,   0,   0,   0,   186, 251, 250, 0,   234, 251, 244,
-     254, 0,   251, 251, 243, 253, 254, 255, 254, 0,   255, 253, 254, 0,   236, 253, 254, 0,   251,
-     253, 253, 254, 254, 0,   255, 254, 254, 0,   254, 254, 254, 0,   0,   255, 254, 0,   254, 254,
-     0,   254, 0,   0,   254, 0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   248, 0,   250,
-     254, 252, 254, 0,   248, 254, 249, 253, 0,   255, 253, 253, 0,   246, 253, 253, 0,   252, 254,
-     251, 254, 254, 0,   255, 254, 252, 0,   248, 254, 253, 0,   253, 255, 254, 254, 0,   255, 251,
-     254, 0,   245, 251, 254, 0,   253, 253, 254, 0,   255, 251, 253, 0,   252, 253, 254, 0,   255,
-     254, 0,   255, 252, 0,   249, 255, 254, 0,   255, 255, 254, 0,   255, 255, 253, 0,   250, 0,
-     0,   0,   254, 0,   0});
-static_assert(std::ranges::count(kCoefficientStays, 0) == 4 * 8 * 3);
 
 // RFC 6386, 17.2: that a probability of the motion vectors stays; rows, then columns.
 constexpr auto kMotionStays =
@@ -51,97 +25,15 @@ constexpr std::array<std::array<Probability, 4>, 6> kMotion{{{7, 1, 1, 143},
                                                              {159, 134, 128, 34},
                                                              {234, 188, 128, 28}}};
 
-// RFC 6386, 7.
-class BoolEncoder {
- public:
-  // Appends to them.
-  explicit BoolEncoder(std::vector<uint8_t>& bytes) : bytes_(bytes) {}
+constexpr Probability kNearlyAlways = 255;
 
-  void put(bool bit, Probability zero) {
-    const uint32_t split = 1 + ((range_ - 1) * zero >> 8);
-    if (bit) bottom_ += split;
-    range_ = bit ? range_ - split : split;
-    for (; range_ < 128; range_ *= 2) shift();
-  }
-  // The highest bit first.
-  void number(unsigned bits, unsigned value) {
-    while (bits-- > 0) put((value >> bits & 1) != 0, kEven);
-  }
-  void flag(bool value) { put(value, kEven); }
+enum Mode : uint8_t { kStays = 0, kMoves = 1, kFlat = 2 };
 
-  // With what a decoder reads ahead.
-  void finish() {
-    for (int i = 0; i < 32; ++i) shift();
-  }
-
- private:
-  void shift() {
-    bottom_ *= 2;
-    if (++shifted_ < 8) return;
-    if ((bottom_ & 0x10000) != 0) carry();
-    bytes_.push_back(static_cast<uint8_t>(bottom_ >> 8));
-    bottom_ &= 0xFF;
-    shifted_ = 0;
-  }
-  // Ends before the beginning: all that is coded is less than one.
-  void carry() {
-    auto byte = bytes_.rbegin();
-    while (++*byte == 0) ++byte;
-  }
-
-  std::vector<uint8_t>& bytes_;
-  uint32_t bottom_ = 0;  // what is not yet in the bytes, and a carry
-  uint32_t range_ = 255;
-  int shifted_ = 0;
+// How likely what is.
+struct Kinds {
+  Probability coded;  // that a macroblock has coefficients
+  Probability flat;   // that it is not from another frame
 };
-
-void putCoefficientProbabilities(BoolEncoder& to) {
-  std::size_t given = 0;  // of the row
-  for (const Probability stays : kCoefficientStays) {
-    if (stays != 0) {
-      to.put(false, stays);
-      ++given;
-      continue;
-    }
-    for (; given < kNodes; ++given) to.put(false, kNearlyAlways);
-    given = 0;
-  }
-}
-
-// RFC 6386, 9.3 to 9.11 and 19.2.
-void putHeader(BoolEncoder& to, const WrittenFrameKind& kind, bool moves) {
-  to.flag(false);                    // no segments
-  to.flag((kind.profile & 1) != 0);  // the simple loop filter,
-  to.number(6, 0);                   // at level 0, which is none,
-  to.number(3, 0);                   // whatever its sharpness,
-  to.flag(false);                    // and without adjustments
-  to.number(2, 0);                   // one partition of coefficients
-  to.number(7, kind.quantizer);
-  to.number(5, 0);  // the same for all of them
-
-  to.flag(false);  // the golden frame stays,
-  to.flag(false);  // and so does the alternative one:
-  to.number(2, 0);
-  to.number(2, 0);  // nothing is copied to either
-  to.flag(false);
-  to.flag(false);  // and neither has its sign changed
-  to.flag(false);  // the probabilities do not outlive this frame
-  to.flag(moves);  // whether this becomes the last frame
-
-  putCoefficientProbabilities(to);
-  to.flag(true);                // macroblocks may be without coefficients
-  to.number(8, kHardlyEver);    // that one has some
-  to.number(8, kHardlyEver);    // that one is not from another frame
-  to.number(8, kNearlyAlways);  // that the other frame is the last one
-  to.number(8, kEven);          // that it else is the golden one
-  to.flag(false);               // the probabilities of the modes stay, for brightness
-  to.flag(false);               // and for colour
-  for (const Probability stays : kMotionStays) {
-    // What they are by now is not known here.
-    to.put(moves, stays);
-    if (moves) to.number(7, kEven / 2);
-  }
-}
 
 // RFC 6386, 17.2, with even probabilities. In quarters of a pixel.
 void putMotion(BoolEncoder& to, int distance) {
@@ -161,16 +53,64 @@ void putMotion(BoolEncoder& to, int distance) {
   if (size != 0) to.flag(distance < 0);
 }
 
+// RFC 6386, 9.3 to 9.7 and 19.2, up to the probabilities of the coefficients.
+void putBeginning(BoolEncoder& to, const WrittenFrameKind& kind, bool becomesLast) {
+  to.flag(false);                    // no segments
+  to.flag((kind.profile & 1) != 0);  // the simple loop filter,
+  to.number(6, 0);                   // at level 0, which is none,
+  to.number(3, 0);                   // whatever its sharpness,
+  to.flag(false);                    // and without adjustments
+  to.number(2, 0);                   // one partition of coefficients
+  to.number(7, kind.quantizer);
+  to.number(5, 0);  // the same for all of them
+
+  to.flag(false);  // the golden frame stays,
+  to.flag(false);  // and so does the alternative one:
+  to.number(2, 0);
+  to.number(2, 0);  // nothing is copied to either
+  to.flag(false);
+  to.flag(false);  // and neither has its sign changed
+  to.flag(false);  // the probabilities do not outlive this frame
+  to.flag(becomesLast);
+}
+
+// RFC 6386, 9.9 to 9.11 and 16.2: what follows them, up to the macroblocks.
+void putModeProbabilities(BoolEncoder& to, const Kinds& kinds, bool anyFlat, bool anyMoves) {
+  to.flag(true);  // macroblocks may be without coefficients
+  to.number(8, kinds.coded);
+  to.number(8, kinds.flat);
+  to.number(8, kNearlyAlways);  // that the other frame is the last one
+  to.number(8, kEven);          // that it else is the golden one
+  // What the probabilities of the modes are by now is not known here, nor those of the vectors. The
+  // first decision tells a flat macroblock from all others, for brightness and for colour.
+  for (const int others : {3, 2}) {
+    to.flag(anyFlat);
+    if (!anyFlat) continue;
+    to.number(8, kNearlyAlways);
+    for (int i = 0; i < others; ++i) to.number(8, kEven);
+  }
+  for (const Probability stays : kMotionStays) {
+    to.put(anyMoves, stays);
+    if (anyMoves) to.number(7, kEven / 2);
+  }
+}
+
 // What is known of those above and to the left.
 struct Around {
   std::size_t staying = 0;
   std::size_t moving = 0;
 };
 
+// RFC 6386, 16.2.
+void putFlat(BoolEncoder& to, const Kinds& kinds) {
+  to.put(false, kinds.flat);
+  to.put(false, kNearlyAlways);  // in brightness
+  to.put(false, kNearlyAlways);  // and colour
+}
+
 // RFC 6386, 19.3 and 16.3.
-void putMacroblock(BoolEncoder& to, const Around& around, int from) {
-  to.put(true, kHardlyEver);     // no coefficients
-  to.put(true, kHardlyEver);     // from another frame,
+void putFromLast(BoolEncoder& to, const Kinds& kinds, const Around& around, int from) {
+  to.put(true, kinds.flat);      // from another frame,
   to.put(false, kNearlyAlways);  // the last one,
   to.put(from != 0, kMotion[around.staying][0]);
   if (from == 0) return;
@@ -183,51 +123,84 @@ void putMacroblock(BoolEncoder& to, const Around& around, int from) {
   putMotion(to, 0);
 }
 
-// Null: nothing moves.
-void write(const WrittenFrameKind& kind, const BlockMove* move, std::vector<uint8_t>& frame) {
-  constexpr std::size_t kTag = 3;
-  frame.assign(kTag, 0);
-  BoolEncoder encoder(frame);
-  putHeader(encoder, kind, move != nullptr);
-  const int rows = blocksAlong(static_cast<int>(kind.height));
-  const int columns = blocksAlong(static_cast<int>(kind.width));
-  const auto moves = [&](int row, int column) {
-    return move != nullptr &&
-           move->moves[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
-                       static_cast<std::size_t>(column)] != 0;
-  };
-  for (int row = 0; row < rows; ++row) {
-    for (int column = 0; column < columns; ++column) {
+// `from`: of those that move.
+void putMacroblocks(BoolEncoder& to, const Kinds& kinds, std::span<const uint8_t> modes,
+                    std::size_t columns, int from, std::span<const CodedMacroblock> blocks) {
+  auto block = blocks.begin();
+  const std::size_t rows = modes.size() / columns;
+  for (std::size_t row = 0, index = 0; row < rows; ++row) {
+    for (std::size_t column = 0; column < columns; ++column, ++index) {
+      bool coded = false;
+      if (block != blocks.end() && block->index == index) coded = block++->levels.set > 0;
+      to.put(!coded, kinds.coded);
+      if (modes[index] == kFlat) {
+        putFlat(to, kinds);
+        continue;
+      }
       Around around;
-      const auto look = [&](int up, int left, std::size_t counts) {
+      const auto look = [&](std::size_t up, std::size_t left, std::size_t counts) {
         if (up > row || left > column) return;
-        (moves(row - up, column - left) ? around.moving : around.staying) += counts;
+        const auto mode = modes[index - up * columns - left];
+        if (mode == kStays) around.staying += counts;
+        if (mode == kMoves) around.moving += counts;
       };
       look(1, 0, 2);
       look(0, 1, 2);
       look(1, 1, 1);
-      putMacroblock(encoder, around, moves(row, column) ? move->from : 0);
+      putFromLast(to, kinds, around, modes[index] == kMoves ? from : 0);
     }
   }
+}
+
+}  // namespace
+
+void FrameWriter::still(const WrittenFrameKind& kind, Bytes& frame) {
+  write(kind, nullptr, {}, false, frame);
+}
+
+void FrameWriter::move(const WrittenFrameKind& kind, const BlockMove& move, Bytes& frame) {
+  write(kind, &move, {}, true, frame);
+}
+
+void FrameWriter::patch(const WrittenFrameKind& kind, const BlockMove* move,
+                        std::span<const CodedMacroblock> blocks, Bytes& frame) {
+  write(kind, move, blocks, true, frame);
+}
+
+void FrameWriter::write(const WrittenFrameKind& kind, const BlockMove* move,
+                        std::span<const CodedMacroblock> blocks, bool becomesLast, Bytes& frame) {
+  const auto columns = static_cast<std::size_t>(blocksAlong(static_cast<int>(kind.width)));
+  const auto rows = static_cast<std::size_t>(blocksAlong(static_cast<int>(kind.height)));
+  modes_.assign(rows * columns, kStays);
+  if (move != nullptr) std::ranges::copy(move->moves, modes_.begin());
+  std::size_t flat = 0;
+  std::size_t coded = 0;
+  for (const auto& block : blocks) {
+    if (block.flat) modes_[block.index] = kFlat;
+    flat += block.flat ? 1 : 0;
+    coded += block.levels.set > 0 ? 1 : 0;
+  }
+
+  constexpr std::size_t kTag = 3;
+  frame.assign(kTag, 0);
+  BoolEncoder encoder(frame);
+  putBeginning(encoder, kind, becomesLast);
+  coefficients_.count(blocks, columns);
+  coefficients_.putProbabilities(encoder);
+  const Kinds kinds{probabilityOf(coded, modes_.size() - coded),
+                    probabilityOf(flat, modes_.size() - flat)};
+  putModeProbabilities(encoder, kinds, flat > 0, move != nullptr);
+  putMacroblocks(encoder, kinds, modes_, columns, move == nullptr ? 0 : move->from, blocks);
   encoder.finish();
 
   // RFC 6386, 9.1: between key frames, shown, and how long its first partition is.
   const auto tag =
       static_cast<uint32_t>((frame.size() - kTag) << 5 | 1U << 4 | kind.profile << 1 | 1U);
   for (std::size_t i = 0; i < kTag; ++i) frame[i] = static_cast<uint8_t>(tag >> 8 * i);
-  // No coefficients are read, but decoders take a frame without their partition for cut off.
-  frame.insert(frame.end(), 4, 0);
-}
-
-}  // namespace
-
-void writeStillFrame(const WrittenFrameKind& kind, std::vector<uint8_t>& frame) {
-  write(kind, nullptr, frame);
-}
-
-void writeMoveFrame(const WrittenFrameKind& kind, const BlockMove& move,
-                    std::vector<uint8_t>& frame) {
-  write(kind, &move, frame);
+  // Also where no coefficients are read: decoders take a frame without their partition for cut off.
+  BoolEncoder rest(frame);
+  coefficients_.put(blocks, columns, rest);
+  rest.finish();
 }
 
 }  // namespace tovalin

@@ -25,6 +25,7 @@ namespace tovalin {
 using FrameTypes = std::vector<webrtc::VideoFrameType>;
 using Rates = webrtc::VideoEncoder::RateControlParameters;
 using Blocks = std::vector<uint8_t>;
+using Outcome = PictureOrder::Outcome;
 
 inline constexpr auto kDelta = webrtc::VideoFrameType::kVideoFrameDelta;
 inline constexpr auto kKey = webrtc::VideoFrameType::kVideoFrameKey;
@@ -35,7 +36,8 @@ inline constexpr int kCoarse = 40;
 struct FakeEncoderState {
   std::shared_ptr<PictureOrder> order = std::make_shared<PictureOrder>();
   bool moves = true;
-  size_t movedBytes = 700;
+  bool patches = false;
+  size_t writtenBytes = 700;
   int qp = kFinest;
   bool drops = false;
   bool makesKeyFrames = false;
@@ -75,18 +77,19 @@ class FakeEncoder final : public webrtc::VideoEncoder {
     if (frame.has_update_rect()) ++state_.toldOfRepeats;
     state_.orders.push_back(*state_.order);
     state_.blocks.push_back(state_.order->blocks == nullptr ? Blocks() : *state_.order->blocks);
-    state_.order->moved = state_.order->move != nullptr && state_.moves;
-    if (state_.order->moved) {
-      state_.movedBy.push_back(state_.order->move->from);
-      state_.order->move = nullptr;
+    auto& order = *state_.order;
+    const bool moved = order.move != nullptr && state_.moves;
+    if (moved) {
+      state_.movedBy.push_back(order.move->from);
+      order.move = nullptr;
     }
-    if ((state_.drops && !state_.order->moved) || state_.result != WEBRTC_VIDEO_CODEC_OK)
-      return state_.result;
+    const bool patched = order.patch && order.changeable && state_.patches;
+    order.outcome = patched ? Outcome::patched : moved ? Outcome::moved : Outcome::encoded;
+    const bool written = order.outcome != Outcome::encoded;
+    if ((state_.drops && !written) || state_.result != WEBRTC_VIDEO_CODEC_OK) return state_.result;
     webrtc::EncodedImage image;
-    image.qp_ = state_.qp;
-    if (state_.order->moved) {
-      image.SetEncodedData(webrtc::EncodedImageBuffer::Create(state_.movedBytes));
-    }
+    image.qp_ = patched ? kFinest : state_.qp;
+    if (written) image.SetEncodedData(webrtc::EncodedImageBuffer::Create(state_.writtenBytes));
     image._frameType = state_.makesKeyFrames ? kKey : kDelta;
     image.SetTimestamp(frame.timestamp());
     state_.callback->OnEncodedImage(image, nullptr);

@@ -64,5 +64,35 @@ TEST(EncoderShareTest, WithoutABitrateThereIsNothingToShare) {
   EXPECT_FALSE(share.isNews());
 }
 
+TEST(EncoderShareTest, AFrameMayBeAsLargeAsWhatIsSentInATenthOfASecond) {
+  EncoderShare share;
+  EXPECT_EQ(share.room(), 0U);
+  share.bitrate(8 * kMbit);
+  EXPECT_EQ(share.room(), 100'000U);
+  share.beside(0, 60'000);
+  EXPECT_EQ(share.room(), 40'000U);
+  share.encoded(0, 60'000);
+  EXPECT_EQ(share.room(), 0U);
+  // 900 bytes a millisecond are sent.
+  share.pass(kSecond / 10);
+  EXPECT_NEAR(static_cast<double>(share.room()), 70'000, 10);
+  share.pass(kSecond);
+  EXPECT_EQ(share.room(), 100'000U);
+}
+
+TEST(EncoderShareTest, TimeMayBeginAnywhereAndNeverGoesBack) {
+  EncoderShare share;
+  share.bitrate(8 * kMbit);
+  constexpr uint32_t kBegin = 0xF000'0000;
+  share.beside(kBegin, 50'000);
+  share.pass(kBegin - kSecond);
+  EXPECT_EQ(share.room(), 50'000U);
+  share.pass(kBegin + kSecond);
+  EXPECT_EQ(share.room(), 100'000U);
+  share.beside(kBegin + kSecond, 50'000);
+  share.pass(kBegin + 0x1000'0000);  // beyond its end
+  EXPECT_EQ(share.room(), 100'000U);
+}
+
 }  // namespace
 }  // namespace tovalin

@@ -234,5 +234,46 @@ TEST_F(RefinementPlanTest, AMoveBeforeThePictureHasSettledLeavesAllRowsCoarse) {
   EXPECT_EQ(repeatComes(), Plan::kAllRows);
 }
 
+TEST_F(RefinementPlanTest, RowsThatWerePatchedFinelyAreSettled) {
+  pictureSettles();
+  plan_.judge(now_ += interval_, kLine, false);
+  EXPECT_FALSE(plan_.isSettled());
+  plan_.patched(kLine);
+  EXPECT_TRUE(plan_.isSettled());
+  EXPECT_EQ(repeatComes(), std::nullopt);
+}
+
+TEST_F(RefinementPlanTest, RowsThatWerePatchedQuicklyAreNot) {
+  pictureSettles();
+  plan_.judge(now_ += interval_, kLine, false);
+  plan_.patched(kNone);
+  EXPECT_FALSE(plan_.isSettled());
+  EXPECT_EQ(repeatComes(), kLine);
+}
+
+TEST_F(RefinementPlanTest, APictureSettlesPartByPart) {
+  pictureSettles();
+  changeComes(kScreen);
+  for (const RowBand part : {RowBand{0, 400}, RowBand{400, 416}, RowBand{1000, 1080}}) {
+    EXPECT_TRUE(plan_.judge(now_ += interval_, kNone, false));
+    plan_.patched(part);
+  }
+  EXPECT_EQ(repeatComes(), (RowBand{416, 1000}));
+  plan_.judge(now_ += interval_, kNone, false);
+  plan_.patched({500, 600});
+  EXPECT_EQ(repeatComes(), (RowBand{416, 1000})) << "which is one band";
+  plan_.judge(now_ += interval_, kNone, false);
+  plan_.patched({400, 1080});
+  EXPECT_TRUE(plan_.isSettled());
+}
+
+TEST_F(RefinementPlanTest, WhatWasOwedIsPaidByAPatch) {
+  pictureSettles();
+  changeComes(kLine, Outcome::dropped);
+  plan_.judge(now_ += interval_, kNone, false);
+  plan_.patched(kLine);
+  EXPECT_EQ(repeatComes(), std::nullopt);
+}
+
 }  // namespace
 }  // namespace tovalin

@@ -1,35 +1,53 @@
-#include "platform/webrtc/reference_move.h"
+#include "platform/webrtc/reference_picture.h"
 
 #include <libyuv/planar_functions.h>
-#include <vpx/vp8.h>
 
 #include <cstring>
 
 namespace tovalin {
-bool ReferenceMove::apply(vpx_codec_ctx_t* encoder, unsigned width, unsigned height,
-                          const BlockMove& move) {
+
+bool ReferencePicture::fetch(vpx_codec_ctx_t* encoder, unsigned width, unsigned height) {
   // With what libvpx has beyond the picture's own edges, to the end of the last macroblock.
-  const int columns = blocksAlong(static_cast<int>(width));
-  const int rows = blocksAlong(static_cast<int>(height));
-  const auto wholeWidth = static_cast<unsigned>(columns * kBlock);
-  const auto wholeHeight = static_cast<unsigned>(rows * kBlock);
-  pixels_.resize(std::size_t{wholeWidth} * wholeHeight * 3 / 2);
-  vpx_ref_frame_t last{};
-  last.frame_type = VP8_LAST_FRAME;
-  constexpr unsigned kNoPadding = 1;
-  if (vpx_img_wrap(&last.img, VPX_IMG_FMT_I420, wholeWidth, wholeHeight, kNoPadding,
-                   pixels_.data()) == nullptr ||
-      vpx_codec_control(encoder, VP8_COPY_REFERENCE, &last) != VPX_CODEC_OK) {
-    return false;
+  const auto whole = [](unsigned pixels) {
+    return static_cast<unsigned>(blocksAlong(static_cast<int>(pixels)) * kBlock);
+  };
+  if (whole(width) != width_ || whole(height) != height_) forget();
+  if (state_ != State::unknown) return true;
+  width_ = whole(width);
+  height_ = whole(height);
+  pixels_.resize(std::size_t{width_} * height_ * 3 / 2);
+  auto last = wrapped();
+  if (vpx_codec_control(encoder, VP8_COPY_REFERENCE, &last) != VPX_CODEC_OK) return false;
+  for (std::size_t i = 0; i < planes_.size(); ++i) {
+    const int half = i == 0 ? 0 : 1;
+    planes_[i] = {last.img.planes[i], last.img.stride[i], static_cast<int>(height_) >> half,
+                  kBlock >> half};
   }
-  for (int i = 0; i < 3; ++i) {
-    const int size = i == 0 ? kBlock : kBlock / 2;
-    movePlane({last.img.planes[i], last.img.stride[i], rows * size, size}, move, columns);
-  }
+  state_ = State::shared;
+  return true;
+}
+
+bool ReferencePicture::give(vpx_codec_ctx_t* encoder) {
+  if (state_ != State::changed) return true;
+  auto last = wrapped();
+  state_ = State::shared;
   return vpx_codec_control(encoder, VP8_SET_REFERENCE, &last) == VPX_CODEC_OK;
 }
 
-void ReferenceMove::movePlane(const Plane& plane, const BlockMove& move, int columns) {
+void ReferencePicture::move(const BlockMove& move) {
+  for (const auto& plane : planes_) movePlane(plane, move, static_cast<int>(width_) / kBlock);
+  hasChanged();
+}
+
+vpx_ref_frame_t ReferencePicture::wrapped() {
+  constexpr unsigned kNoPadding = 1;
+  vpx_ref_frame_t last{};
+  last.frame_type = VP8_LAST_FRAME;
+  vpx_img_wrap(&last.img, VPX_IMG_FMT_I420, width_, height_, kNoPadding, pixels_.data());
+  return last;
+}
+
+void ReferencePicture::movePlane(const Plane& plane, const BlockMove& move, int columns) {
   // Of brightness all rows, of colours half as many.
   const int halves = plane.block == kBlock ? 2 * move.from : move.from;
   const bool between = halves % 2 != 0;
