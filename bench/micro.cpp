@@ -2,6 +2,8 @@
 // what one round takes from the heap.
 
 #include <benchmark/benchmark.h>
+#include <vpx/vp8cx.h>
+#include <vpx/vpx_encoder.h>
 
 #include <cstdint>
 #include <memory>
@@ -14,6 +16,7 @@
 #include "input/input_injector.h"
 #include "platform/linux/virtual_keys.h"
 #include "platform/webrtc/picture_converter.h"
+#include "platform/webrtc/picture_patch.h"
 #include "platform/webrtc/shown_picture.h"
 #include "platform/webrtc/written_frame.h"
 #include "tests/fakes/fake_desktop.h"
@@ -142,6 +145,57 @@ void writeAMove(benchmark::State& state) {
   state.counters["bytes"] = static_cast<double>(frame.size());
 }
 BENCHMARK(writeAMove);
+
+// A screen of text of which some rows change, patched again and again.
+class PatchedText {
+ public:
+  explicit PatchedText(int rows) : rows_{512, 512 + rows} {
+    vpx_codec_enc_cfg_t settings;
+    vpx_codec_enc_config_default(vpx_codec_vp8_cx(), &settings, 0);
+    settings.g_w = kKind.width;
+    settings.g_h = kKind.height;
+    vpx_codec_enc_init(&libvpx_, vpx_codec_vp8_cx(), &settings, 0);
+    before_.write();
+    after_ = before_;
+    after_.write({0, rows_.top, after_.view().width, rows_.bottom});
+    reference_.fetch(&libvpx_, kKind.width, kKind.height);
+    patch_.code(before_.view(), {before_.rows(), nullptr, Fineness::quick, kAnyBytes, true},
+                reference_);
+    patch();
+  }
+  ~PatchedText() { vpx_codec_destroy(&libvpx_); }
+  PatchedText(const PatchedText&) = delete;
+  PatchedText& operator=(const PatchedText&) = delete;
+
+  void patch() {
+    std::swap(before_, after_);
+    patch_.code(before_.view(), {rows_, nullptr, Fineness::quick, kAnyBytes, false}, reference_);
+    writer_.patch(kKind, nullptr, patch_.blocks(), frame_);
+  }
+  size_t bytes() const { return frame_.size(); }
+
+ private:
+  static constexpr WrittenFrameKind kKind{1920, 1080, 1, 15};
+  static constexpr size_t kAnyBytes = size_t{1} << 30;
+
+  const RowBand rows_;
+  vpx_codec_ctx_t libvpx_{};
+  ScrollingScreen before_{1920, 1080};
+  ScrollingScreen after_{1920, 1080};
+  ReferencePicture reference_;
+  PicturePatch patch_;
+  FrameWriter writer_;
+  std::vector<uint8_t> frame_;
+};
+
+void patchRows(benchmark::State& state) {
+  PatchedText text(static_cast<int>(state.range(0)));
+  text.patch();
+  const Allocations counted(state);
+  for (auto _ : state) text.patch();
+  state.counters["bytes"] = static_cast<double>(text.bytes());
+}
+BENCHMARK(patchRows)->ArgName("rows")->Arg(0)->Arg(16)->Arg(32)->Arg(128);
 
 void handleMessage(benchmark::State& state, const char* message) {
   fake::FakeMainQueue queue;

@@ -3,6 +3,7 @@
 #include "platform/webrtc/require_checks.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -26,9 +27,12 @@ class BoolEncoder {
 
   void put(bool bit, Probability zero) {
     const uint32_t split = 1 + ((range_ - 1) * zero >> 8);
-    if (bit) bottom_ += split;
+    bottom_ += bit ? split : 0;
     range_ = bit ? range_ - split : split;
-    for (; range_ < 128; range_ *= 2) shift();
+    if (range_ >= kLeastRange) return;
+    const int shift = std::countl_zero(static_cast<uint8_t>(range_));
+    range_ <<= shift;
+    this->shift(shift);
   }
   // The highest bit first.
   void number(unsigned bits, unsigned value) {
@@ -38,17 +42,24 @@ class BoolEncoder {
 
   // With what a decoder reads ahead.
   void finish() {
-    for (int i = 0; i < 32; ++i) shift();
+    for (int i = 0; i < 4; ++i) shift(8);
+    giveOut();
   }
 
  private:
-  void shift() {
-    bottom_ *= 2;
-    if (++shifted_ < 8) return;
-    if ((bottom_ & 0x10000) != 0) carry();
-    bytes_.push_back(static_cast<uint8_t>(bottom_ >> 8));
-    bottom_ &= 0xFF;
-    shifted_ = 0;
+  void shift(int bits) {
+    bottom_ <<= bits;
+    bits_ += bits;
+    constexpr int kMost = 32;
+    if (bits_ >= kMost) giveOut();
+  }
+  void giveOut() {
+    for (; bits_ >= 8; bits_ -= 8) {
+      const uint64_t byte = bottom_ >> bits_;
+      if (byte > 0xFF) carry();
+      bytes_.push_back(static_cast<uint8_t>(byte));
+      bottom_ &= (uint64_t{1} << bits_) - 1;
+    }
   }
   // Ends before the beginning: all that is coded is less than one.
   void carry() {
@@ -56,10 +67,12 @@ class BoolEncoder {
     while (++*byte == 0) ++byte;
   }
 
+  static constexpr uint32_t kLeastRange = 128;
+
   std::vector<uint8_t>& bytes_;
-  uint32_t bottom_ = 0;  // what is not yet in the bytes, and a carry
+  uint64_t bottom_ = 0;  // what is not yet in the bytes, and a carry
   uint32_t range_ = 255;
-  int shifted_ = 0;
+  int bits_ = 0;  // of the bottom, above the eight that may still change
 };
 
 }  // namespace tovalin

@@ -53,6 +53,13 @@ class EncoderShare {
     return static_cast<std::size_t>(std::max(0.0, bitrate_ * kLongestQueue - queue_) / 8);
   }
 
+  // How large such a frame may be of which as large ones follow: what is beyond that, an encoder
+  // makes coarser by itself, little by little.
+  std::size_t roomForOneOfMany() const {
+    constexpr double kPicturesASecond = 30;
+    return std::min(room(), static_cast<std::size_t>(bitrate_ * kMost / kPicturesASecond / 8));
+  }
+
   // Whether what was told last is no longer right.
   bool isNews() const {
     const double now = share();

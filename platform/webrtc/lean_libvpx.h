@@ -26,7 +26,7 @@ struct PictureOrder {
   // Not null: of these rows, only the macroblocks that have a 1 in it.
   const std::vector<uint8_t>* blocks = nullptr;
 
-  // What is to be written in place of that, if it can be; the rows become those that were.
+  // What is to be written in place of that, if it can be; its rows become those that were.
   std::optional<PicturePatch::Order> patch;
   // Not null: blocks of the last picture that are moved before; without a patch, in place of it.
   const BlockMove* move = nullptr;

@@ -31,11 +31,11 @@ class PicturePatch {
     const std::vector<uint8_t>* blocks = nullptr;  // not null: only those that have a 1 in it
     Fineness fineness = Fineness::quick;
     std::size_t bytes = 0;  // that it may take, about
-    bool inParts = false;   // whether a beginning of it is worth having
+    bool inParts = false;   // rather its beginning than nothing
   };
 
   // Makes `reference`, which is there, look like `picture`. The rows that do then, which may have
-  // been right before; nothing, and nothing has changed, if it takes too much.
+  // done before; nothing, and nothing has changed, if it takes too much.
   std::optional<RowBand> code(const I420View& picture, const Order& order,
                               ReferencePicture& reference);
 

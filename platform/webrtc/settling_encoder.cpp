@@ -81,10 +81,12 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     if (!rows) return WEBRTC_VIDEO_CODEC_OK;
     if (isEmpty(shown_.unsent())) return refine(at, *rows, anyFrame, types, view);
     const RowBand fresh = shown_.unsent();
-    order_->patch = {fresh, nullptr, Fineness::quick, share_.room(), false};
+    // In parts only while nothing else changes: else the first part might be all that ever comes.
+    order_->patch = {fresh, nullptr, Fineness::quick, share_.room(), isEmpty(changed)};
     const auto result = encode(anyFrame, types, view, *rows, nullptr);
-    const auto rest = plan_.coarseBeside(fresh);
-    if (order_->outcome != PictureOrder::Outcome::patched || isEmpty(rest) ||
+    RowBand rest = plan_.coarseBeside(fresh);
+    rest.bottom = std::min(rest.bottom, view.height);
+    if (order_->outcome != PictureOrder::Outcome::patched || isEmpty(changed) || isEmpty(rest) ||
         at - refinedAt_ < kRefineAtLeast) {
       return result;
     }
@@ -153,13 +155,12 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
                       webrtc::VideoFrame frame, const FrameTypes* types, const I420View& view) {
     const auto rest = plan_.judgeMoved(at, scrolled.moved, scrolled.move.from, scrolled.restRows);
     order_->move = &scrolled.move;
-    order_->patch = {rest, &scrolled.rest, Fineness::quick, share_.room(), false};
+    order_->patch = {rest, &scrolled.rest, Fineness::quick, share_.roomForOneOfMany(), false};
     const auto result = encode(frame, types, view, RefinementPlan::kAllRows, nullptr);
     order_->move = nullptr;
     // Where the encoder has refused, nothing is known of what is sharp.
     if (order_->outcome == PictureOrder::Outcome::encoded) plan_.keyFrameCame();
     if (order_->outcome != PictureOrder::Outcome::moved) return result;
-    shown_.moved(scrolled.move);
     if (isEmpty(rest)) {
       plan_.encoded(false);
       shown_.sent(view);
@@ -173,19 +174,23 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   int32_t encode(webrtc::VideoFrame frame, const FrameTypes* types, const I420View& view,
                  RowBand rows, const std::vector<uint8_t>* blocks) {
     // The rest of a scroll may have been stamped later than this.
-    if (!webrtc::AheadOf(frame.timestamp(), lastTimestamp_))
-      frame.set_timestamp(lastTimestamp_ + 1);
+    if (lastTimestamp_ && !webrtc::AheadOf(frame.timestamp(), *lastTimestamp_)) {
+      frame.set_timestamp(*lastTimestamp_ + 1);
+    }
     lastTimestamp_ = frame.timestamp();
     order_->rows = rows == RefinementPlan::kAllRows ? std::nullopt : std::optional(rows);
     order_->blocks = blocks;
     given_ = {frame.timestamp_us(), FrameTrace::now()};
-    share_.pass(lastTimestamp_);
+    share_.pass(frame.timestamp());
     if (share_.isNews()) tellShare();
     cameOut_ = false;
+    const auto* move = order_->move;
+    patchEnd_ = order_->patch ? order_->patch->rows.bottom : 0;
     const int32_t result = encoder_->Encode(frame, types);
     order_->blocks = nullptr;
     order_->patch.reset();
-    if (cameOut_) shown_.sent(view);
+    if (move != nullptr && order_->move == nullptr) shown_.moved(*move);
+    if (cameOut_) shown_.sent(view, sentEnd_);
     if (!cameOut_ || !plan_.isSettled()) repeats_->request();
     return result;
   }
@@ -205,9 +210,16 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     trace_->encoded(given_.microseconds, image.Timestamp(), given_.at, image.size(), image.qp_);
     // A key frame begins anew, however fine its quantiser.
     if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) plan_.keyFrameCame();
+    sentEnd_ = RefinementPlan::kAllRows.bottom;
     if (order_->outcome == Outcome::patched) {
       const auto& patch = *order_->patch;
-      plan_.patched(patch.fineness == Fineness::fine ? patch.rows : RowBand{});
+      const bool whole = patch.rows.bottom >= patchEnd_;
+      if (!whole) sentEnd_ = patch.rows.bottom;
+      if (patch.fineness == Fineness::fine) {
+        plan_.patched(patch.rows);
+      } else if (whole) {
+        plan_.patched({});
+      }
     } else {
       plan_.encoded(image.qp_ >= 0 && image.qp_ <= webrtc::kVp8SteadyStateQpThreshold);
     }
@@ -227,9 +239,11 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   const std::shared_ptr<RepeatRequests> repeats_;
   const std::shared_ptr<FrameTrace> trace_;
   Given given_;
-  bool cameOut_ = false;              // the picture that was encoded last
-  RefinementPlan::Time refinedAt_{};  // or settled then
-  uint32_t lastTimestamp_ = 0;        // that the encoder got, RTP's
+  bool cameOut_ = false;                   // the picture that was encoded last
+  int sentEnd_ = 0;                        // above which row it holds all that is new
+  int patchEnd_ = 0;                       // where the patch ends that was asked for
+  RefinementPlan::Time refinedAt_{};       // or settled then
+  std::optional<uint32_t> lastTimestamp_;  // that the encoder got, RTP's
   webrtc::EncodedImageCallback* receiver_ = nullptr;
   RateControlParameters rates_;
   EncoderShare share_;

@@ -1,5 +1,7 @@
 #include "platform/webrtc/shown_picture.h"
 
+#include <algorithm>
+
 namespace tovalin {
 
 void ShownPicture::forget() {
@@ -23,16 +25,21 @@ const ScrollSearch::Found* ShownPicture::scrolled(const I420View& next) {
   return search_.find(shown_, next_, unsent_);
 }
 
-void ShownPicture::sent(const I420View& next) {
+void ShownPicture::sent(const I420View& next, int end) {
   if (!anySent_) {
     shown_.read(next, {0, shown_.height()});
-  } else if (nextRead_) {
-    shown_.copy(next_, unsent_);
-  } else {
-    shown_.read(next, unsent_);
+    unsent_ = {};
+    anySent_ = true;
+    return;
   }
-  anySent_ = true;
-  unsent_ = {};
+  const RowBand rows{unsent_.top, std::min(end, unsent_.bottom)};
+  if (nextRead_) {
+    shown_.copy(next_, rows);
+  } else {
+    shown_.read(next, rows);
+  }
+  unsent_.top = rows.bottom;
+  if (isEmpty(unsent_)) unsent_ = {};
 }
 
 }  // namespace tovalin

@@ -28,7 +28,9 @@ class ShownPicture {
   void moved(const BlockMove& move) { shown_.move(move); }
 
   // The viewer has been sent all of this picture: the next one, of which changes() told.
-  void sent(const I420View& next);
+  void sent(const I420View& next) { sent(next, unsent_.bottom); }
+  // Only the rows above that one.
+  void sent(const I420View& next, int end);
 
  private:
   PicturePrints shown_;

@@ -155,5 +155,26 @@ TEST_F(PatchingEncoderTest, AKeyFrameIsEncodedAndRefinedLater) {
   EXPECT_EQ(patch().rows, RefinementPlan::kAllRows);
 }
 
+// In the half of the time stamps that are not ahead of 0.
+TEST_F(PatchingEncoderTest, TimeStampsMayBeginAnywhere) {
+  settles();
+  now_ += 10h;
+  ASSERT_GT(timestampOf(now_), 1U << 31);
+  const auto fresh = settling(std::make_unique<FakeEncoder>(inner_), order_, repeats_,
+                              std::make_shared<FrameTrace>(std::string()));
+  fresh->RegisterEncodeCompleteCallback(&receiver_);
+  receiver_.images.clear();
+  fresh->Encode(frameOf(copyOf(screen_), now_, kAll), nullptr);
+  ASSERT_THAT(receiver_.images, SizeIs(1));
+  EXPECT_EQ(receiver_.images[0].Timestamp(), timestampOf(now_));
+}
+
+TEST_F(PatchingEncoderTest, AScrollMayTakeAPicturesShareOfTheLine) {
+  settles();
+  screen_.scroll(screen_.all(), 16);
+  shows(kAll, 1s);
+  EXPECT_EQ(patch().bytes, 30'000U);
+}
+
 }  // namespace
 }  // namespace tovalin

@@ -8,10 +8,12 @@
 #include <api/video_codecs/video_encoder.h>
 #include <modules/video_coding/include/video_error_codes.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -115,6 +117,12 @@ class FakeEncoder final : public webrtc::VideoEncoder {
 
  private:
   FakeEncoderState& state_;
+};
+
+struct Requests final : RepeatRequests::Receiver {
+  void repeatSoon() override { ++count; }
+
+  int count = 0;
 };
 
 // What the library hears from its encoder.

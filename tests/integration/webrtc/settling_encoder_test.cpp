@@ -113,12 +113,6 @@ TEST_F(SettlingEncoderTest, APictureThatStaysCoarseOrHidesItsQuantiserNeverSettl
   }
 }
 
-struct Requests final : RepeatRequests::Receiver {
-  void repeatSoon() override { ++count; }
-
-  int count = 0;
-};
-
 TEST_F(SettlingEncoderTest, ARepeatIsAskedForUntilThePictureIsSettled) {
   const auto requests = std::make_shared<Requests>();
   repeats_->add(requests);

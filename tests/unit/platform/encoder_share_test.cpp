@@ -80,6 +80,14 @@ TEST(EncoderShareTest, AFrameMayBeAsLargeAsWhatIsSentInATenthOfASecond) {
   EXPECT_EQ(share.room(), 100'000U);
 }
 
+TEST(EncoderShareTest, OneOfManyFramesMayTakeItsShareOfASecond) {
+  EncoderShare share;
+  share.bitrate(8 * kMbit);
+  EXPECT_EQ(share.roomForOneOfMany(), 30'000U);
+  share.beside(0, 80'000);
+  EXPECT_EQ(share.roomForOneOfMany(), 20'000U);
+}
+
 TEST(EncoderShareTest, TimeMayBeginAnywhereAndNeverGoesBack) {
   EncoderShare share;
   share.bitrate(8 * kMbit);
