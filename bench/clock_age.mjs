@@ -32,8 +32,8 @@ function follow({ bits, block, aboveBottom }) {
   video.requestVideoFrameCallback(next);
 }
 
-// By how much the time stamp of a frame that only moves what is there is ahead of its picture's, at
-// most (RTP's, settling_encoder.cpp).
+// By how much the time stamp of a frame that only moves what is there is ahead of the one with the
+// rest of its picture (RTP's, settling_encoder.cpp).
 const kMostAhead = 450;
 
 const isWhite = (value) => value > 125;

@@ -33,6 +33,17 @@ Difference differenceOf(const Bytes& a, const Bytes& b) {
   return result;
 }
 
+// A picture that may be patched, and who sees it.
+struct Visit {
+  explicit Visit(Size size) : video(size) {
+    viewer.sees(video.encode());
+    viewer.sees(video.type(kOnlyLast));
+  }
+
+  Video video;
+  Viewer viewer;
+};
+
 class PicturePatchSizes : public testing::TestWithParam<Size> {};
 
 TEST_P(PicturePatchSizes, DecoderAndEncoderGoOnFromTheSame) {
@@ -69,10 +80,8 @@ INSTANTIATE_TEST_SUITE_P(Of, PicturePatchSizes,
 
 TEST(PicturePatch, ComesAsNearToThePictureAsItsQuantizer) {
   constexpr Size kSize{320, 180};
-  Video video(kSize);
-  Viewer viewer;
-  viewer.sees(video.encode());
-  viewer.sees(video.type(kOnlyLast));
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
   for (int i = 0; i < 20; ++i) {
     video.paint(0, 0, kSize.width, kSize.height);
     const auto quick = differenceOf(viewer.sees(video.patchRows({0, 180})), video.pixels());
@@ -88,10 +97,8 @@ TEST(PicturePatch, ComesAsNearToThePictureAsItsQuantizer) {
 TEST(PicturePatch, WhatIsRightIsHardlyCodedAgain) {
   constexpr Size kSize{640, 360};
   for (const auto fineness : {Fineness::quick, Fineness::fine}) {
-    Video video(kSize);
-    Viewer viewer;
-    viewer.sees(video.encode());
-    viewer.sees(video.type(kOnlyLast));
+    Visit visit(kSize);
+    auto& [video, viewer] = visit;
     video.paint(100, 100, 300, 130);
     const auto first = video.patchRows({96, 144}, fineness).size();
     EXPECT_LT(video.patchRows({96, 144}, fineness).size(), first / 10);
@@ -100,10 +107,8 @@ TEST(PicturePatch, WhatIsRightIsHardlyCodedAgain) {
 
 TEST(PicturePatch, MayComeInParts) {
   constexpr Size kSize{640, 360};
-  Video video(kSize);
-  Viewer viewer;
-  viewer.sees(video.encode());
-  viewer.sees(video.type(kOnlyLast));
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
   video.paint(0, 0, 640, 360);
   RowBand left{10, 360};
   int parts = 0;
@@ -123,10 +128,8 @@ TEST(PicturePatch, MayComeInParts) {
 
 TEST(PicturePatch, APartHasAWholeRowOfBlocksAtLeast) {
   constexpr Size kSize{640, 360};
-  Video video(kSize);
-  Viewer viewer;
-  viewer.sees(video.encode());
-  viewer.sees(video.type(kOnlyLast));
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
   video.paint(0, 0, 640, 360);
   const auto before = video.last();
   EXPECT_TRUE(video.patch({{0, 360}, nullptr, Fineness::quick, 2'000, true}).empty());
@@ -136,10 +139,8 @@ TEST(PicturePatch, APartHasAWholeRowOfBlocksAtLeast) {
 TEST(PicturePatch, OnlyTheRowsAndBlocksThatAreNamedAreCoded) {
   constexpr Size kSize{640, 360};
   constexpr unsigned kColumns = 40;
-  Video video(kSize);
-  Viewer viewer;
-  viewer.sees(video.encode());
-  viewer.sees(video.type(kOnlyLast));
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
   video.paint(0, 0, 640, 360);
   const std::vector<uint8_t> only = [] {
     std::vector<uint8_t> blocks(kColumns * 23, 0);
@@ -155,10 +156,8 @@ TEST(PicturePatch, OnlyTheRowsAndBlocksThatAreNamedAreCoded) {
 
 TEST(PicturePatch, WhatTakesTooMuchChangesNothing) {
   constexpr Size kSize{640, 360};
-  Video video(kSize);
-  Viewer viewer;
-  viewer.sees(video.encode());
-  viewer.sees(video.type(kOnlyLast));
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
   video.paint(0, 0, 640, 360);
   const auto before = video.last();
   EXPECT_TRUE(video.patch({{0, 360}, nullptr, Fineness::quick, 5'000}).empty());
@@ -167,10 +166,8 @@ TEST(PicturePatch, WhatTakesTooMuchChangesNothing) {
 
 TEST(PicturePatch, MoreBlocksThanItMayHaveChangeNothing) {
   constexpr Size kSize{1920, 1080};
-  Video video(kSize);
-  Viewer viewer;
-  viewer.sees(video.encode());
-  viewer.sees(video.type(kOnlyLast));
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
   video.paint(0, 0, 1920, 1080);
   const auto before = video.last();
   EXPECT_TRUE(video.patch({{0, 1080}, nullptr, Fineness::quick, size_t{1} << 30}).empty());
