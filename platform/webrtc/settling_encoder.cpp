@@ -4,7 +4,6 @@
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <modules/video_coding/include/video_error_codes.h>
 #include <modules/video_coding/utility/vp8_constants.h>
-#include <rtc_base/numerics/sequence_number_util.h>
 
 #include <algorithm>
 #include <chrono>
@@ -174,7 +173,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   int32_t encode(webrtc::VideoFrame frame, const FrameTypes* types, const I420View& view,
                  RowBand rows, const std::vector<uint8_t>* blocks) {
     // The rest of a scroll may have been stamped later than this.
-    if (lastTimestamp_ && !webrtc::AheadOf(frame.timestamp(), *lastTimestamp_)) {
+    if (lastTimestamp_ && *lastTimestamp_ - frame.timestamp() <= kRestBehind) {
       frame.set_timestamp(*lastTimestamp_ + 1);
     }
     lastTimestamp_ = frame.timestamp();

@@ -176,5 +176,14 @@ TEST_F(PatchingEncoderTest, AScrollMayTakeAPicturesShareOfTheLine) {
   EXPECT_EQ(patch().bytes, 30'000U);
 }
 
+TEST_F(PatchingEncoderTest, TimeStampsMayBeSetBack) {
+  settles();
+  shows(kLine);
+  now_ -= 1s;
+  shows(kLine);
+  ASSERT_THAT(receiver_.images, SizeIs(1));
+  EXPECT_EQ(receiver_.images[0].Timestamp(), timestampOf(now_));
+}
+
 }  // namespace
 }  // namespace tovalin

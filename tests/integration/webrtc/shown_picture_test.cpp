@@ -97,5 +97,15 @@ TEST_F(ShownPictureTest, AnotherSizeAndALossBeginAnew) {
   EXPECT_EQ(found(), 20);
 }
 
+TEST_F(ShownPictureTest, WhatWasSentInPartIsRememberedAsFar) {
+  isSent();
+  scrolls(20);
+  EXPECT_EQ(shown_.unsent(), screen_.rows());
+  shown_.sent(screen_.view(), 320);
+  EXPECT_EQ(shown_.unsent(), (RowBand{320, 600}));
+  isSent();
+  EXPECT_EQ(shown_.unsent(), RowBand{});
+}
+
 }  // namespace
 }  // namespace tovalin
