@@ -12,12 +12,17 @@ namespace tovalin {
 // that picture. Any thread.
 class RepeatRequests {
  public:
+  enum class When {
+    afterPause,  // once the screen rests
+    next         // while it still does: more of the same picture is to come
+  };
+
   class Receiver {
    public:
     virtual ~Receiver() = default;
 
     // Comes on the encoder's queue; must not block.
-    virtual void repeatSoon() = 0;
+    virtual void repeatSoon(When when) = 0;
   };
 
   void add(std::weak_ptr<Receiver> receiver) {
@@ -26,10 +31,10 @@ class RepeatRequests {
     receivers_.push_back(std::move(receiver));
   }
 
-  void request() {
+  void request(When when) {
     std::lock_guard lock(mutex_);
     for (const auto& receiver : receivers_) {
-      if (const auto alive = receiver.lock()) alive->repeatSoon();
+      if (const auto alive = receiver.lock()) alive->repeatSoon(when);
     }
   }
 

@@ -104,8 +104,11 @@ void ScreenSource::push(const PixelBufferRef& picture, int64_t timestampNs) {
       last_->pictureNumber() > picture->pictureNumber()) {
     return;
   }
+  const bool isNew = !last_ || last_->streamIdentity() != picture->streamIdentity() ||
+                     last_->pictureNumber() != picture->pictureNumber();
   last_ = picture;
   deliver(timestampNs);
+  if (isNew) changedNs_ = lastTimestampNs_;
 }
 
 void ScreenSource::repeat() {
@@ -113,7 +116,7 @@ void ScreenSource::repeat() {
   std::lock_guard lock(mutex_);
   // On the clock of the pictures, which is the library's own.
   const int64_t now = rtc::TimeNanos();
-  if (last_ && now - lastTimestampNs_ >= kJustNowNs) deliver(now);
+  if (last_ && now - changedNs_ >= kJustNowNs) deliver(now);
 }
 
 void ScreenSource::deliver(int64_t timestampNs) {

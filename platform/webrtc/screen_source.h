@@ -35,9 +35,11 @@ class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> 
   // one at a time.
   void push(const PixelBufferRef& picture, int64_t timestampNs);
 
-  // So long after a picture that is not sharp yet the same is worth another look. At ten a second
-  // text is sharp within a second of the end of motion, and the encoder has time for what is new.
+  // So long after a picture that is not sharp yet the same is worth another look: the encoder has
+  // time for what is new.
   static constexpr webrtc::TimeDelta kRepeatAfter = webrtc::TimeDelta::Millis(100);
+  // And so long after that one, if it has become sharper by it.
+  static constexpr webrtc::TimeDelta kNextRepeatAfter = webrtc::TimeDelta::Millis(33);
 
   // Whether a repeat is due already; one is from now on.
   bool awaitsRepeat() { return awaitsRepeat_.exchange(true); }
@@ -71,9 +73,10 @@ class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> 
 
   std::atomic<bool> awaitsRepeat_ = false;
 
-  std::mutex mutex_;  // guards the two below and the feed's pictures
+  std::mutex mutex_;  // guards the three below and the feed's pictures
   PixelBufferRef last_;
   int64_t lastTimestampNs_ = 0;
+  int64_t changedNs_ = 0;  // the time stamp of the last that was new
 };
 
 }  // namespace tovalin

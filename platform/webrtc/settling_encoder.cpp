@@ -182,7 +182,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     given_ = {frame.timestamp_us(), FrameTrace::now()};
     share_.pass(frame.timestamp());
     if (share_.isNews()) tellShare();
-    cameOut_ = false;
+    cameOut_ = refined_ = false;
     const auto* move = order_->move;
     patchEnd_ = order_->patch ? order_->patch->rows.bottom : 0;
     const int32_t result = encoder_->Encode(frame, types);
@@ -190,7 +190,9 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
     order_->patch.reset();
     if (move != nullptr && order_->move == nullptr) shown_.moved(*move);
     if (cameOut_) shown_.sent(view, sentEnd_);
-    if (!cameOut_ || !plan_.isSettled()) repeats_->request();
+    if (!cameOut_ || !plan_.isSettled()) {
+      repeats_->request(refined_ ? RepeatRequests::When::next : RepeatRequests::When::afterPause);
+    }
     return result;
   }
 
@@ -216,6 +218,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
       if (!whole) sentEnd_ = patch.rows.bottom;
       if (patch.fineness == Fineness::fine) {
         plan_.patched(patch.rows);
+        refined_ = true;
       } else if (whole) {
         plan_.patched({});
       }
@@ -239,6 +242,7 @@ class SettlingEncoder final : public webrtc::VideoEncoder, private webrtc::Encod
   const std::shared_ptr<FrameTrace> trace_;
   Given given_;
   bool cameOut_ = false;                   // the picture that was encoded last
+  bool refined_ = false;                   // by a patch, in place of that
   int sentEnd_ = 0;                        // above which row it holds all that is new
   int patchEnd_ = 0;                       // where the patch ends that was asked for
   RefinementPlan::Time refinedAt_{};       // or settled then

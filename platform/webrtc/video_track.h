@@ -35,9 +35,11 @@ class WebRtcVideoSource final : public RtcVideoSource, public RepeatRequests::Re
     if (pixelBuffer) native_->push(pixelBuffer, timestampNs);
   }
 
-  void repeatSoon() override {
+  void repeatSoon(RepeatRequests::When when) override {
     if (native_->awaitsRepeat()) return;
-    engine_->postWorker([native = native_] { native->repeat(); }, ScreenSource::kRepeatAfter);
+    engine_->postWorker([native = native_] { native->repeat(); },
+                        when == RepeatRequests::When::next ? ScreenSource::kNextRepeatAfter
+                                                           : ScreenSource::kRepeatAfter);
   }
 
   ScreenSource& native() { return *native_; }

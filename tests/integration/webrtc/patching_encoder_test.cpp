@@ -74,6 +74,23 @@ TEST_F(PatchingEncoderTest, WhatWasEncodedIsRefinedByPatches) {
   EXPECT_THAT(inner_.orders, IsEmpty());
 }
 
+TEST_F(PatchingEncoderTest, TheNextPartOfARefinementIsAskedForSooner) {
+  const auto requests = std::make_shared<Requests>();
+  repeats_->add(requests);
+  shows(kAll);
+  EXPECT_EQ(requests->last, RepeatRequests::When::afterPause);
+  inner_.patchesTo = 300;
+  shows(kRepeat);
+  EXPECT_EQ(patch().fineness, Fineness::fine);
+  EXPECT_EQ(requests->last, RepeatRequests::When::next);
+  EXPECT_EQ(requests->count, 2);
+  shows(kRepeat);
+  EXPECT_EQ(patch().rows.top, 300);
+  EXPECT_EQ(requests->count, 2) << "all of it is sharp";
+  shows(kLine);
+  EXPECT_EQ(requests->last, RepeatRequests::When::afterPause);
+}
+
 TEST_F(PatchingEncoderTest, APatchMayTakeWhatThereIsRoomFor) {
   settles();
   inner_.writtenBytes = 30'000;

@@ -169,5 +169,18 @@ TEST_F(AScreenSource, LeavesOutARepeatThatTheNextPictureHasOvertaken) {
   EXPECT_THAT(watcher_.changed, SizeIs(3));
 }
 
+TEST_F(AScreenSource, RepeatsWhatHasNotChangedOfLate) {
+  constexpr int64_t kSecondNs = 1'000'000'000;
+  const int64_t now = rtc::TimeNanos();
+  const auto picture = fourQuarters(kWidth, kHeight);
+  source_->push(picture, now - kSecondNs);
+  source_->push(picture, now);  // sent again
+  source_->repeat();
+  EXPECT_THAT(watcher_.changed, SizeIs(3));
+  source_->push(picture->next(), now + kSecondNs);
+  source_->repeat();
+  EXPECT_THAT(watcher_.changed, SizeIs(4)) << "the new one will ask for its own";
+}
+
 }  // namespace
 }  // namespace tovalin

@@ -39,6 +39,7 @@ struct FakeEncoderState {
   std::shared_ptr<PictureOrder> order = std::make_shared<PictureOrder>();
   bool moves = true;
   bool patches = false;
+  int patchesTo = 0;  // in parts: that row, from above it
   size_t writtenBytes = 700;
   int qp = kFinest;
   bool drops = false;
@@ -86,6 +87,9 @@ class FakeEncoder final : public webrtc::VideoEncoder {
       order.move = nullptr;
     }
     const bool patched = order.patch && order.changeable && state_.patches;
+    if (patched && order.patch->inParts && order.patch->rows.top < state_.patchesTo) {
+      order.patch->rows.bottom = std::min(order.patch->rows.bottom, state_.patchesTo);
+    }
     order.outcome = patched ? Outcome::patched : moved ? Outcome::moved : Outcome::encoded;
     const bool written = order.outcome != Outcome::encoded;
     if ((state_.drops && !written) || state_.result != WEBRTC_VIDEO_CODEC_OK) return state_.result;
@@ -120,9 +124,13 @@ class FakeEncoder final : public webrtc::VideoEncoder {
 };
 
 struct Requests final : RepeatRequests::Receiver {
-  void repeatSoon() override { ++count; }
+  void repeatSoon(RepeatRequests::When when) override {
+    ++count;
+    last = when;
+  }
 
   int count = 0;
+  RepeatRequests::When last = RepeatRequests::When::afterPause;
 };
 
 // What the library hears from its encoder.
