@@ -67,7 +67,7 @@ async function cost(system, desktop, scene) {
   return figures;
 }
 
-/** Visits to a screen of text that does not change, in milliseconds. */
+/** Visits to a screen of text that does not change: until its first picture and the first readable one. */
 async function firstPictures(system, desktop) {
   const program = play(desktop, 'static');
   await pause(kSettlingMs);

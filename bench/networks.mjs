@@ -7,7 +7,7 @@ import fs from 'node:fs/promises';
 import os from 'node:os';
 import { setTimeout as pause } from 'node:timers/promises';
 import { kChanges } from './network_changes.mjs';
-import { firstPicture } from './first_picture.mjs';
+import { clearPictures, firstPicture } from './first_picture.mjs';
 import { photonsOfPage } from './photon_page.mjs';
 import { PictureAges } from './clock_age.mjs';
 import { openPoorVisit } from './poor_visit.mjs';
@@ -30,9 +30,7 @@ const kClicksMs = 90000; // for all of them; a line that takes longer is of no u
 const kSceneMs = 15000;
 const kSettlingMs = 8000;
 const kWindowMs = 1500; // until a program that was just started covers the screen
-const kSharp = 20; // the quantiser, of 127; the finest here is 15
 const kSharpWithinMs = 20000;
-const kLookMs = 100;
 
 /** What `task` gives; nothing when it fails or takes longer, and the reason on stderr. */
 async function tried(what, ms, task) {
@@ -52,23 +50,10 @@ async function tried(what, ms, task) {
   }
 }
 
-/** From "joined" to the first picture, and to the first sharp one, in ms. */
-async function beginning(phone, host) {
+/** From "joined" to the first picture, the first readable one and the first sharp one, in ms. */
+async function beginning(desktop, phone, host) {
   const first = await firstPicture(phone, host);
-  const began = performance.now();
-  let last = await phone.stats();
-  while (performance.now() - began < kSharpWithinMs) {
-    await pause(kLookMs);
-    const now = await phone.stats();
-    const quantiser = (now.qpSum - last.qpSum) / (now.framesDecoded - last.framesDecoded);
-    if (quantiser <= kSharp) {
-      const sharp = await phone.page.evaluate(
-        () => performance.now() - globalThis.benchTimes.joined);
-      return { first, sharp };
-    }
-    last = now;
-  }
-  return { first, sharp: null };
+  return { first, ...(await clearPictures(phone, desktop, 'sharp', kSharpWithinMs)) };
 }
 
 async function clicks(desktop, phone, ...words) {
@@ -111,7 +96,7 @@ async function measure({ desktop, host, link, phone }, words) {
   await link.become(words);
   const text = play(desktop, 'static');
   await pause(kWindowMs);
-  const figures = await tried('beginning', 2 * kSharpWithinMs, beginning(phone, host)) ?? {};
+  const figures = await tried('beginning', 2 * kSharpWithinMs, beginning(desktop, phone, host)) ?? {};
   await pause(kWindowMs);
   figures.still = await clicks(desktop, phone);
   await text.stop();
@@ -136,9 +121,9 @@ const both = (values) => (values?.length
   ? `${number(quantile(values, 0.5))} / ${number(quantile(values, 0.95))}` : '–');
 
 function printRow(name, figures) {
-  const { first = null, sharp = null, shown, freezes, frozenSeconds, mbps, quantiser } = figures;
+  const { first = null, readable = null, sharp = null, shown, freezes, frozenSeconds, mbps, quantiser } = figures;
   const cells = [
-    name, `${number(first)} / ${number(sharp)}`, both(figures.still), number(shown, 1),
+    name, [first, readable, sharp].map((ms) => number(ms)).join(' / '), both(figures.still), number(shown, 1),
     `${number(freezes)} (${number(frozenSeconds, 1)})`, number(mbps, 2), number(quantiser),
     both(figures.ages), both(figures.loaded),
   ];
@@ -152,7 +137,7 @@ const parts = [];
 try {
   if (networks.length > 0) {
     console.log(`${kSize} in Xvfb, ${os.cpus().length} cores; media and input alone cross the network\n`);
-    console.log('| Network | first picture / sharp, ms | click, still, p50 / p95 ms | frames a second |' +
+    console.log('| Network | first picture / readable / sharp, ms | click, still, p50 / p95 ms | frames a second |' +
       ' freezes (s) in 15 s | Mbit/s | quantiser | picture’s age p50 / p95 ms |' +
       ' click, scrolling, p50 / p95 ms |\n|---|---|---|---|---|---|---|---|---|');
   }

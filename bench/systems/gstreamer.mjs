@@ -42,7 +42,10 @@ export async function openGstreamer(desktop) {
     pid: () => program.pid,
     received: () => page.evaluate(() => globalThis.received()),
     clicks: (target, count) => photonsOfPage(page, target, count),
-    firstPicture,
+    firstPicture: async () => {
+      const first = await firstPicture();
+      return { first, readable: first };
+    },
     stop: async () => {
       for (const part of [phone, program]) await part.stop();
     },

@@ -4,10 +4,11 @@ import { Host, kStatus } from '../../tests/e2e/support/host.mjs';
 import { Phone } from '../../tests/e2e/support/phone.mjs';
 import { SignalServer } from '../../tests/e2e/support/signal_server.mjs';
 import { PictureTrace } from '../picture_trace.mjs';
-import { firstPicture, prepareFirstPictures } from '../first_picture.mjs';
+import { clearPictures, firstPicture, prepareFirstPictures } from '../first_picture.mjs';
 import { photonsOfPage } from '../photon_page.mjs';
 import { kViewport } from './viewport.mjs';
 
+const kReadableWithinMs = 10000;
 const kAsksNothing = `
   export const raiseBitrateCeiling = (sdp) => sdp;
   export { raiseBitrateCeiling as letHostBeginHandshake };`;
@@ -53,7 +54,10 @@ export async function openHost(desktop, folder, { asks = true } = {}) {
       return { bytes: bytesReceived, pictures: framesDecoded - (await trace.moves()) };
     },
     clicks: (target, count) => photonsOfPage(phone.page, target, count, trace),
-    firstPicture: () => firstPicture(phone, host),
+    firstPicture: async () => {
+      const first = await firstPicture(phone, host);
+      return { first, ...(await clearPictures(phone, desktop, 'readable', kReadableWithinMs)) };
+    },
     stop: async () => {
       for (const part of [phone, host, server]) await part.stop();
     },
