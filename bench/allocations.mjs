@@ -5,7 +5,7 @@ import fs from 'node:fs/promises';
 import os from 'node:os';
 import path from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
-import { movesIn } from './frame_trace.mjs';
+import { framesAhead } from './frame_trace.mjs';
 import { play } from './scenes.mjs';
 import { withVisitedHost } from './visited_host.mjs';
 
@@ -36,7 +36,7 @@ async function measure({ desktop, host, phone }, scene, file) {
   const program = play(desktop, scene);
   await pause(kSettlingMs);
   const before = await counted(host, file);
-  const pictures = async () => (await phone.stats()).framesDecoded - (await movesIn(trace));
+  const pictures = async () => (await phone.stats()).framesDecoded - (await framesAhead(trace));
   const picturesBefore = await pictures();
   await pause(kSceneMs);
   const after = await counted(host, file);

@@ -44,9 +44,9 @@ export async function readTrace(file, sinceNs) {
 }
 
 /**
- * How many of the frames that a viewer has decoded only moved what it had already, ahead of a picture
- * that was counted as well.
+ * How many of the frames that a viewer has decoded were no pictures, but went ahead of one that was
+ * counted as well: what only moves, and the black one at the beginning.
  */
-export async function movesIn(file) {
-  return (await fs.readFile(file, 'utf8')).split('\n').filter((line) => line.startsWith('move ')).length;
+export async function framesAhead(file) {
+  return (await fs.readFile(file, 'utf8')).split('\n').filter((line) => line.startsWith('ahead ')).length;
 }

@@ -8,7 +8,7 @@ import os from 'node:os';
 import path from 'node:path';
 import { setTimeout as pause } from 'node:timers/promises';
 import { PictureAges } from './clock_age.mjs';
-import { movesIn, readTrace } from './frame_trace.mjs';
+import { framesAhead, readTrace } from './frame_trace.mjs';
 import { cpuSeconds, residentMb } from './process_figures.mjs';
 import { play } from './scenes.mjs';
 import { quantile } from './statistics.mjs';
@@ -33,7 +33,7 @@ async function measure({ desktop, host, phone, trace }, scene, burners) {
   await pause(kSettlingMs * 3 / 4);
   const ages = await PictureAges.of(phone.page);
   const before = await phone.stats();
-  const movesBefore = await movesIn(trace);
+  const aheadBefore = await framesAhead(trace);
   const used = await cpuSeconds(host.pid);
   const since = process.hrtime.bigint();
   const began = performance.now();
@@ -41,13 +41,13 @@ async function measure({ desktop, host, phone, trace }, scene, burners) {
   const pictures = await ages.take();
   const seconds = (performance.now() - began) / 1000;
   const after = await phone.stats();
-  const moves = (await movesIn(trace)) - movesBefore;
+  const ahead = (await framesAhead(trace)) - aheadBefore;
   const figures = {
     pictures: pictures.filter(({ age }) => age !== null),
     ...(await readTrace(trace, since)),
     seconds,
     cpu: (100 * ((await cpuSeconds(host.pid)) - used)) / seconds,
-    decoded: after.framesDecoded - before.framesDecoded - moves,
+    decoded: after.framesDecoded - before.framesDecoded - ahead,
     kbps: (after.bytesReceived - before.bytesReceived) / seconds / 1000,
     memory: await residentMb(host.pid),
   };

@@ -1,7 +1,7 @@
 // Follows pictures through the host by what it writes down for TOVALIN_FRAME_TRACE.
 
 import fs from 'node:fs/promises';
-import { movesIn } from './frame_trace.mjs';
+import { framesAhead } from './frame_trace.mjs';
 
 const kMs = 1e6; // nanoseconds in one
 
@@ -43,9 +43,9 @@ export class PictureTrace {
     return stamps.map((stamp) => pictures.get((stamp - shift) >>> 0));
   }
 
-  /** As movesIn(). */
-  moves() {
-    return movesIn(this.#file);
+  /** As framesAhead(). */
+  framesAhead() {
+    return framesAhead(this.#file);
   }
 
   async #lines() {

@@ -11,7 +11,7 @@ import { Host, kStatus } from '../tests/e2e/support/host.mjs';
 import { Phone } from '../tests/e2e/support/phone.mjs';
 import { SignalServer } from '../tests/e2e/support/signal_server.mjs';
 import { firstPicture, prepareFirstPictures } from './first_picture.mjs';
-import { movesIn } from './frame_trace.mjs';
+import { framesAhead } from './frame_trace.mjs';
 import { cpuSeconds, residentMb, row } from './process_figures.mjs';
 import { play } from './scenes.mjs';
 
@@ -24,7 +24,7 @@ const folder = await fs.mkdtemp(path.join(os.tmpdir(), 'tovalin-bench-'));
 const trace = path.join(folder, 'trace');
 
 /** The pictures of the desktop that the viewer has decoded. */
-const picturesOf = async (phone) => (await phone.stats()).framesDecoded - (await movesIn(trace));
+const picturesOf = async (phone) => (await phone.stats()).framesDecoded - (await framesAhead(trace));
 
 /** The host's share of a core over one scene, and what the viewer saw of it. */
 async function measure(host, phone) {

@@ -51,7 +51,7 @@ export async function openHost(desktop, folder, { asks = true } = {}) {
     pid: () => host.pid,
     received: async () => {
       const { bytesReceived, framesDecoded } = await phone.stats();
-      return { bytes: bytesReceived, pictures: framesDecoded - (await trace.moves()) };
+      return { bytes: bytesReceived, pictures: framesDecoded - (await trace.framesAhead()) };
     },
     clicks: (target, count) => photonsOfPage(phone.page, target, count, trace),
     firstPicture: async () => {

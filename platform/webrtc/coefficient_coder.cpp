@@ -95,14 +95,14 @@ void CoefficientCoder::walkLevel(std::size_t node, int level, Sink&& sink) {
 
 // Whether there is any level.
 template <typename Sink>
-bool CoefficientCoder::walkBlock(std::size_t type, const std::array<int16_t, 16>& levels,
-                                 std::size_t end, std::size_t context, Sink&& sink) {
+bool CoefficientCoder::walkBlock(std::size_t type, std::span<const int16_t> levels,
+                                 std::size_t context, Sink&& sink) {
   const std::size_t first = type == kBrightness ? 1 : 0;
   const auto nodeAt = [&](std::size_t at) {
     return ((type * kBands + kBand[at]) * kContexts + context) * kNodes;
   };
   std::size_t at = first;
-  for (bool afterZero = false; at < std::max(end, first); ++at) {
+  for (bool afterZero = false; at < levels.size(); ++at) {
     const std::size_t node = nodeAt(at);
     const int level = levels[at];
     // What follows a zero is never the end.
@@ -112,24 +112,29 @@ bool CoefficientCoder::walkBlock(std::size_t type, const std::array<int16_t, 16>
     afterZero = level == 0;
     context = level == 0 ? 0 : std::abs(level) == 1 ? 1 : 2;
   }
-  if (at < levels.size()) sink.decide(nodeAt(at) + kMore, false);
-  return end > first;
+  if (at < MacroblockLevels::kCoefficients) sink.decide(nodeAt(at) + kMore, false);
+  return levels.size() > first;
 }
 
 template <typename Sink>
-void CoefficientCoder::walkMacroblock(const MacroblockLevels& levels, Edge& above, Edge& left,
+void CoefficientCoder::walkMacroblock(const CodedMacroblock& block, Edge& above, Edge& left,
                                       Sink&& sink) {
-  const auto walk = [&](Type type, std::size_t block, uint8_t& over, uint8_t& beside) {
+  std::size_t begin = 0;
+  const auto walk = [&](Type type, std::size_t index, uint8_t& over, uint8_t& beside) {
+    const std::size_t count = block.ends[index];
     over = beside =
-        walkBlock(type, levels.levels[block], levels.ends[block], std::size_t{over} + beside, sink);
+        walkBlock(type, block.levels.subspan(begin, count), std::size_t{over} + beside, sink);
+    begin += count;
   };
   constexpr std::size_t kLast = 8;  // of an edge
-  walk(kSecondOrder, MacroblockLevels::kSecondOrder, above[kLast], left[kLast]);
-  for (std::size_t i = 0; i < 16; ++i) walk(kBrightness, i, above[i % 4], left[i / 4]);
+  walk(kSecondOrder, 0, above[kLast], left[kLast]);
+  for (std::size_t i = 0; i < 16; ++i) {
+    walk(kBrightness, MacroblockLevels::kBrightness + i, above[i % 4], left[i / 4]);
+  }
   for (std::size_t colour = 0; colour < 2; ++colour) {
     const std::size_t edge = 4 + 2 * colour;
     for (std::size_t i = 0; i < 4; ++i) {
-      walk(kColour, MacroblockLevels::kFirstColour + 4 * colour + i, above[edge + i % 2],
+      walk(kColour, MacroblockLevels::kColour + 4 * colour + i, above[edge + i % 2],
            left[edge + i / 2]);
     }
   }
@@ -144,13 +149,13 @@ void CoefficientCoder::walk(std::span<const CodedMacroblock> blocks, std::size_t
   Edge left{};
   std::size_t next = 0;  // to the right of the one before
   for (const auto& block : blocks) {
-    if (block.levels.set == 0) continue;
+    if (block.levels.empty()) continue;
     const std::size_t row = block.index / columns;
     const std::size_t column = block.index % columns;
     if (block.index != next || column == 0) left = {};
     Edge& above = above_[column];
     if (aboveRow_[column] + 1 != row || row == 0) above = {};
-    walkMacroblock(block.levels, above, left, sink);
+    walkMacroblock(block, above, left, sink);
     aboveRow_[column] = row;
     next = block.index + 1;
   }

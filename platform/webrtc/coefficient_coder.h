@@ -17,7 +17,9 @@ namespace tovalin {
 struct CodedMacroblock {
   std::size_t index = 0;  // row by row
   bool flat = false;      // predicted from the pixels around it, and not from the last picture
-  MacroblockLevels levels;
+  // As MacroblockLevels has them. Of a macroblock without any there are none.
+  std::span<const int16_t> levels;
+  std::array<uint8_t, MacroblockLevels::kBlocks> ends;
 };
 
 // Codes the coefficients of a frame's macroblocks (RFC 6386, 13), with the probabilities that suit
@@ -47,10 +49,10 @@ class CoefficientCoder {
   template <typename Sink>
   void walk(std::span<const CodedMacroblock> blocks, std::size_t columns, Sink&& sink);
   template <typename Sink>
-  static void walkMacroblock(const MacroblockLevels& levels, Edge& above, Edge& left, Sink&& sink);
+  static void walkMacroblock(const CodedMacroblock& block, Edge& above, Edge& left, Sink&& sink);
   template <typename Sink>
-  static bool walkBlock(std::size_t type, const std::array<int16_t, 16>& levels, std::size_t end,
-                        std::size_t context, Sink&& sink);
+  static bool walkBlock(std::size_t type, std::span<const int16_t> levels, std::size_t context,
+                        Sink&& sink);
   template <typename Sink>
   static void walkLevel(std::size_t node, int level, Sink&& sink);
 

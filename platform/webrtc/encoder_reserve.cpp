@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -49,12 +50,14 @@ void EncoderReserve::drop() {
 }
 
 vpx_codec_err_t EncoderReserve::init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec,
-                                     const vpx_codec_enc_cfg_t& settings, vpx_codec_flags_t flags) {
+                                     const vpx_codec_enc_cfg_t& settings, vpx_codec_flags_t flags,
+                                     std::vector<uint8_t>& black) {
   leaveRealTime();
   const Kind kind{codec, settings, flags};
   auto taken = takeFor(kind);
-  const Made made = taken ? *taken : make(kind);
+  Made made = taken ? std::move(*taken) : make(kind);
   *context = made.context;
+  black = std::move(made.black);
   if (made.result != VPX_CODEC_OK) return made.result;
   rememberLargeBlock(made.block);
   // The rates have changed since.
@@ -77,9 +80,39 @@ EncoderReserve::Made EncoderReserve::make(const Kind& kind) const {
   const LargeBlockSearch search;
   Made made{};
   made.result = libvpx_->codec_enc_init(&made.context, kind.codec, &kind.settings, kind.flags);
+  if (made.result == VPX_CODEC_OK) {
+    made.result = encodeBlack(kind, made);
+    if (made.result != VPX_CODEC_OK) libvpx_->codec_destroy(&made.context);
+  }
   if (made.result == VPX_CODEC_OK) giveBackZeros();
   made.block = rememberedLargeBlock();
   return made;
+}
+
+vpx_codec_err_t EncoderReserve::encodeBlack(const Kind& kind, Made& made) const {
+  constexpr unsigned kAlignment = 16;
+  vpx_image_t image;
+  if (libvpx_->img_alloc(&image, VPX_IMG_FMT_I420, kind.settings.g_w, kind.settings.g_h,
+                         kAlignment) == nullptr) {
+    return VPX_CODEC_MEM_ERROR;
+  }
+  for (int plane = 0; plane < 3; ++plane) {
+    const unsigned rows = plane == 0 ? image.d_h : (image.d_h + 1) / 2;
+    const int value = plane == 0 ? 16 : 128;
+    std::memset(image.planes[plane], value, std::size_t{rows} * image.stride[plane]);
+  }
+  const auto result = libvpx_->codec_encode(&made.context, &image, kBlackAt, 1, VPX_EFLAG_FORCE_KF,
+                                            VPX_DL_REALTIME);
+  libvpx_->img_free(&image);
+  if (result != VPX_CODEC_OK) return result;
+  // One packet, or one for each partition, as the flags have it.
+  vpx_codec_iter_t place = nullptr;
+  while (const auto* packet = libvpx_->codec_get_cx_data(&made.context, &place)) {
+    if (packet->kind != VPX_CODEC_CX_FRAME_PKT) continue;
+    const auto* bytes = static_cast<const uint8_t*>(packet->data.frame.buf);
+    made.black.insert(made.black.end(), bytes, bytes + packet->data.frame.sz);
+  }
+  return result;
 }
 
 void EncoderReserve::end(std::future<Made> unused) const {
@@ -101,7 +134,7 @@ std::optional<EncoderReserve::Made> EncoderReserve::takeFor(const Kind& kind) {
     end(std::move(found));
     return std::nullopt;
   }
-  const Made made = found.get();
+  Made made = found.get();
   if (made.result != VPX_CODEC_OK) return std::nullopt;
   return made;
 }

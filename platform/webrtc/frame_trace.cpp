@@ -48,8 +48,8 @@ void FrameTrace::fellBehind(int64_t microseconds) {
   write("behind", microseconds);
 }
 
-void FrameTrace::moved(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes) {
-  write("move", microseconds, rtp, begun, now(), bytes);
+void FrameTrace::ahead(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes) {
+  write("ahead", microseconds, rtp, begun, now(), bytes);
 }
 
 void FrameTrace::encoded(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes,

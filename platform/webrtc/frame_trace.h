@@ -17,7 +17,7 @@ namespace tovalin {
 //
 //   source MICROSECONDS NOTICED TAKEN BEGUN CONVERTED
 //   behind MICROSECONDS                                   dropped for want of a free copy
-//   move MICROSECONDS RTP BEGUN ENCODED BYTES             goes ahead of what is left of a picture
+//   ahead MICROSECONDS RTP BEGUN ENCODED BYTES            a frame that goes ahead of a picture
 //   encoder MICROSECONDS RTP BEGUN ENCODED BYTES QUANTISER
 //
 // Any thread.
@@ -34,7 +34,7 @@ class FrameTrace {
 
   void converted(int64_t microseconds, PictureTimes picture, int64_t begun);
   void fellBehind(int64_t microseconds);
-  void moved(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes);
+  void ahead(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes);
   void encoded(int64_t microseconds, uint32_t rtp, int64_t begun, size_t bytes, int quantiser);
 
  private:

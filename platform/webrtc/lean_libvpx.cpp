@@ -47,8 +47,10 @@ bool isTokenList(const vpx_image_t& image) {
   return size >= exact && size - exact <= kAlignment;
 }
 
-// That a picture becomes the last frame and nothing else.
-constexpr int kKeepReferences = VP8_EFLAG_NO_UPD_GF | VP8_EFLAG_NO_UPD_ARF;
+// That a picture is made of the last frame and becomes the last frame, so that libvpx has no other
+// reference: after a key frame it keeps all of them in one, which may so be changed.
+constexpr vpx_enc_frame_flags_t kLastFrameOnly =
+    VP8_EFLAG_NO_REF_GF | VP8_EFLAG_NO_REF_ARF | VP8_EFLAG_NO_UPD_GF | VP8_EFLAG_NO_UPD_ARF;
 
 // Passes everything on but what it is for.
 class LeanLibvpx final : public webrtc::LibvpxInterface {
@@ -62,26 +64,34 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     pictures_ = 0;
     frameFlags_ = 0;
     stream_ = {settings->g_w, settings->g_h};
+    // libvpx has seen a picture before the first.
+    stream_.left = -1 - EncoderReserve::kBlackAt;
     order_->changeable = false;
+    order_->begins = true;
     reference_.forget();
-    return reserve_->init(context, codec, forScreens(*settings), flags);
+    return reserve_->init(context, codec, forScreens(*settings), flags, black_);
   }
 
   vpx_codec_err_t codec_encode(vpx_codec_ctx_t* context, const vpx_image_t* image,
                                vpx_codec_pts_t time, uint64_t duration, vpx_enc_frame_flags_t flags,
                                uint64_t deadline) const override {
     const int asked = static_cast<int>(flags) | std::exchange(frameFlags_, 0);
-    const bool keyFrame = (asked & VPX_EFLAG_FORCE_KF) != 0;
-    auto result = VPX_CODEC_OK;
+    const bool first = std::exchange(order_->begins, false);
+    const bool keyFrame = (asked & VPX_EFLAG_FORCE_KF) != 0 || first;
     order_->outcome = PictureOrder::Outcome::encoded;
     stream_.lastWritten = stream_.written;
-    stream_.written = image != nullptr && !keyFrame && write(context, *image, time, duration);
+    stream_.written = first
+                          ? begin(context, time, duration)
+                          : image != nullptr && !keyFrame && write(context, *image, time, duration);
+    auto result = VPX_CODEC_OK;
     if (!stream_.written) {
       if (image != nullptr) {
         activate(context, *image, keyFrame);
-        stream_.referencesKept = (asked & kKeepReferences) == kKeepReferences;
         // Where it does not take what the viewer has, it must begin anew.
-        if (!keyFrame && !reference_.give(context)) flags |= VPX_EFLAG_FORCE_KF;
+        const bool anew = keyFrame || !reference_.give(context);
+        // Told of any, libvpx forgets the flags that were set before.
+        flags = static_cast<vpx_enc_frame_flags_t>(asked) |
+                (anew ? VPX_EFLAG_FORCE_KF : kLastFrameOnly);
       }
       result =
           libvpx_->codec_encode(context, image, time - stream_.left, duration, flags, deadline);
@@ -111,6 +121,7 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
       stream_.height = settings->g_h;
       stream_.begun = false;
       order_->changeable = false;
+      black_.clear();
       reference_.forget();
     }
     const auto ours = forScreens(*settings);
@@ -196,10 +207,7 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     }
     const auto* packet = libvpx_->codec_get_cx_data(context, iterator);
     if (packet == nullptr || packet->kind != VPX_CODEC_CX_FRAME_PKT) return packet;
-    stream_.begun = true;
-    // A key frame is all references at once, and a frame that becomes another one two of them.
-    order_->changeable =
-        (packet->data.frame.flags & VPX_FRAME_IS_KEY) == 0 && stream_.referencesKept;
+    order_->changeable = stream_.begun = true;
     packet_ = *packet;
     packet_.data.frame.pts += stream_.left;
     return &packet_;
@@ -219,12 +227,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   struct Stream {
     unsigned width = 0;
     unsigned height = 0;
-    bool begun = false;           // whether there is a picture of this size to repeat
-    bool written = false;         // whether the picture was, and not encoded
-    bool lastWritten = false;     // and the one before it
-    bool referencesKept = false;  // by the last one that libvpx encoded, all but the last frame
-    vpx_codec_pts_t last = 0;     // its time
-    vpx_codec_pts_t left = 0;     // how much of the time libvpx has not heard of
+    bool begun = false;        // whether there is a picture of this size to repeat
+    bool written = false;      // whether the picture was, and not encoded
+    bool lastWritten = false;  // and the one before it
+    vpx_codec_pts_t last = 0;  // its time
+    vpx_codec_pts_t left = 0;  // how much of the time libvpx has not heard of
   };
 
   // The last frame that was.
@@ -233,6 +240,18 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     bool still = false;  // a repeat
     std::vector<uint8_t> frame;
   };
+
+  // With the black picture that libvpx encoded in advance, if that is wanted.
+  bool begin(vpx_codec_ctx_t* context, vpx_codec_pts_t time, uint64_t duration) const {
+    if (!order_->black || black_.empty()) return false;
+    stream_.begun = true;
+    written_ = {{stream_.width, stream_.height, kProfile, lastQuantizer(context)}, false, black_};
+    order_->changeable = true;
+    order_->outcome = PictureOrder::Outcome::black;
+    give(time, duration);
+    packet_.data.frame.flags = VPX_FRAME_IS_KEY;
+    return true;
+  }
 
   // Without libvpx, if that is possible.
   bool write(vpx_codec_ctx_t* context, const vpx_image_t& image, vpx_codec_pts_t time,
@@ -262,7 +281,11 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
     if (!reference_.fetch(context, stream_.width, stream_.height)) return false;
     if (move != nullptr) reference_.move(*move);
     auto& patch = order_->patch;
-    const auto patched = patch ? patch_.code(viewOf(image), *patch, reference_) : std::nullopt;
+    auto patched = patch ? patch_.code(viewOf(image), *patch, reference_) : std::nullopt;
+    if (patch && patch->first && !patched) {
+      patch->fineness = Fineness::sketch;
+      patched = patch_.code(viewOf(image), *patch, reference_);
+    }
     if (!patched && move == nullptr) return false;
     if (patched) patch->rows = *patched;
     const auto quantizer =
@@ -346,6 +369,7 @@ class LeanLibvpx final : public webrtc::LibvpxInterface {
   mutable int frameFlags_ = 0;                 // of the next picture
   mutable Stream stream_;
   mutable vpx_codec_cx_pkt_t packet_{};  // as it was last given out
+  mutable std::vector<uint8_t> black_;   // the encoder's first frame
   mutable Written written_;
   mutable FrameWriter writer_;
   mutable PicturePatch patch_;

@@ -25,6 +25,9 @@ struct PictureOrder {
   std::optional<RowBand> rows;
   // Not null: of these rows, only the macroblocks that have a 1 in it.
   const std::vector<uint8_t>* blocks = nullptr;
+  // In place of the picture a black one, if it is the first: a key frame that takes no time, and of
+  // which everything else may be patched at once.
+  bool black = false;
 
   // What is to be written in place of that, if it can be; its rows become those that were.
   std::optional<PicturePatch::Order> patch;
@@ -35,11 +38,14 @@ struct PictureOrder {
   enum class Outcome {
     encoded,  // the rows
     moved,    // but not patched
-    patched   // and moved as well, if that was asked for
+    patched,  // and moved as well, if that was asked for
+    black     // and nothing else
   };
   Outcome outcome = Outcome::encoded;
-  // and whether the last picture may be changed.
+  // whether the last picture may be changed,
   bool changeable = false;
+  // and whether the next one is the first, so that it may be black.
+  bool begins = false;
 };
 
 // libvpx for screens: it spends its time on the active rows only, and none where a frame can be

@@ -50,8 +50,21 @@ struct Quantizers {
   Quantizer secondOrderFirst;
   Quantizer secondOrderOthers;
 };
+constexpr Quantizers kSketch{75, 110};
 constexpr Quantizers kQuick{17, 19};
 constexpr Quantizers kFine{8, 8};
+
+const Quantizers& quantizersOf(Fineness fineness) {
+  switch (fineness) {
+    case Fineness::sketch:
+      return kSketch;
+    case Fineness::quick:
+      return kQuick;
+    case Fineness::fine:
+      break;
+  }
+  return kFine;
+}
 
 // cos(pi / 8) and sin(pi / 8), times the root of 2, in 4096ths.
 constexpr int kCosine = 5352;
@@ -159,13 +172,16 @@ Block hadamard(const Block& values) {
 // Quantises a block from a place in the zigzag on; `block` becomes what a decoder reads of it.
 class LevelWriter {
  public:
-  LevelWriter(const Quantizers& by, MacroblockLevels& to) : quantizers(by), to_(to) { to_.set = 0; }
+  LevelWriter(Fineness fineness, MacroblockLevels& to)
+      : quantizers(quantizersOf(fineness)), to_(to) {
+    to_.count = to_.set = 0;
+  }
 
   const Quantizers& quantizers;
 
-  // The first level is 0 if it is not coded with the block.
+  // Blocks in their order. The first level is 0 if it is not coded with the block.
   void put(std::size_t index, Block& block, const Quantizer* first, const Quantizer& others) {
-    auto& levels = to_.levels[index];
+    int16_t* const levels = &to_.levels[to_.count];
     std::size_t end = 0;
     levels[0] = 0;
     for (std::size_t i = first == nullptr ? 1 : 0; i < kPixels; ++i) {
@@ -178,10 +194,17 @@ class LevelWriter {
       end = i + 1;
       ++to_.set;
     }
-    to_.ends[index] = static_cast<uint8_t>(end);
+    putEnd(index, end);
   }
 
+  void putNothing(std::size_t index) { putEnd(index, 0); }
+
  private:
+  void putEnd(std::size_t index, std::size_t end) {
+    to_.ends[index] = static_cast<uint8_t>(end);
+    to_.count = static_cast<uint16_t>(to_.count + end);
+  }
+
   MacroblockLevels& to_;
 };
 
@@ -196,25 +219,54 @@ Block difference(const uint8_t* source, const uint8_t* predicted, int stride) {
   return block;
 }
 
+// Of a square of pixels.
+template <int side>
+int sumOf(const uint8_t* pixels, int stride) {
+  int sum = 0;
+  for (int row = 0; row < side; ++row) {
+    for (int column = 0; column < side; ++column) sum += pixels[row * stride + column];
+  }
+  return sum;
+}
+
+// What addInverse() makes of first coefficients alone.
+template <int side>
+void addFirst(int coefficient, uint8_t* pixels, int stride) {
+  const int value = (coefficient + 4) >> 3;
+  if (value == 0) return;
+  for (int row = 0; row < side; ++row, pixels += stride) {
+    for (int column = 0; column < side; ++column) {
+      pixels[column] = static_cast<uint8_t>(std::clamp(pixels[column] + value, 0, 255));
+    }
+  }
+}
+
+// The first coefficients of all blocks together, which become what a decoder reads of them.
+void codeFirsts(Block& firsts, LevelWriter& writer) {
+  Block second = hadamard(firsts);
+  for (int& value : second) value = (value + (value > 0 ? 1 : 0)) >> 1;
+  writer.put(0, second, &writer.quantizers.secondOrderFirst, writer.quantizers.secondOrderOthers);
+  firsts = hadamard(second);
+  for (int& value : firsts) value = (value + 3) >> 3;
+}
+
 void codeBrightness(const uint8_t* source, uint8_t* predicted, LevelWriter& writer) {
   constexpr int kAlong = kBlock / kSide;
   std::array<Block, kPixels> blocks;
   Block firsts;
-  const auto place = [](int i) { return i / kAlong * kSide * kBlock + i % kAlong * kSide; };
-  for (int i = 0; i < kPixels; ++i) {
-    auto& block = blocks[static_cast<std::size_t>(i)];
-    block = transformed(difference(source + place(i), predicted + place(i), kBlock));
-    firsts[static_cast<std::size_t>(i)] = block[0];
-    writer.put(static_cast<std::size_t>(i), block, nullptr, writer.quantizers.others);
+  const auto place = [](std::size_t i) {
+    const auto at = static_cast<int>(i);
+    return at / kAlong * kSide * kBlock + at % kAlong * kSide;
+  };
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    blocks[i] = transformed(difference(source + place(i), predicted + place(i), kBlock));
+    firsts[i] = blocks[i][0];
   }
-  Block second = hadamard(firsts);
-  for (int& value : second) value = (value + (value > 0 ? 1 : 0)) >> 1;
-  writer.put(MacroblockLevels::kSecondOrder, second, &writer.quantizers.secondOrderFirst,
-             writer.quantizers.secondOrderOthers);
-  const Block back = hadamard(second);
-  for (int i = 0; i < kPixels; ++i) {
-    auto& block = blocks[static_cast<std::size_t>(i)];
-    block[0] = (back[static_cast<std::size_t>(i)] + 3) >> 3;
+  codeFirsts(firsts, writer);
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    auto& block = blocks[i];
+    writer.put(MacroblockLevels::kBrightness + i, block, nullptr, writer.quantizers.others);
+    block[0] = firsts[i];
     if (!isZero(block)) addInverse(block, predicted + place(i), kBlock);
   }
 }
@@ -230,14 +282,54 @@ void codeColour(std::size_t first, const uint8_t* source, uint8_t* predicted, Le
   }
 }
 
+// Of brightness the quarters of the macroblock, of colours all of it.
+void sketchBrightness(const uint8_t* source, uint8_t* predicted, LevelWriter& writer) {
+  constexpr int kQuarter = kBlock / 2;
+  constexpr std::array<std::size_t, 4> kCorners{0, 2, 8, 10};  // of the 16 blocks
+  const auto place = [](std::size_t quarter) {
+    const auto at = static_cast<int>(quarter);
+    return at / 2 * kQuarter * kBlock + at % 2 * kQuarter;
+  };
+  Block firsts;
+  for (std::size_t quarter = 0; quarter < kCorners.size(); ++quarter) {
+    const int sum = sumOf<kQuarter>(source + place(quarter), kBlock) -
+                    sumOf<kQuarter>(predicted + place(quarter), kBlock);
+    for (const std::size_t block : {0U, 1U, 4U, 5U}) firsts[kCorners[quarter] + block] = sum / 8;
+  }
+  codeFirsts(firsts, writer);
+  for (std::size_t quarter = 0; quarter < kCorners.size(); ++quarter) {
+    addFirst<kQuarter>(firsts[kCorners[quarter]], predicted + place(quarter), kBlock);
+  }
+}
+
+void sketchColour(std::size_t first, const uint8_t* source, uint8_t* predicted,
+                  LevelWriter& writer) {
+  constexpr int kStride = MacroblockPixels::kColour;
+  const int sum = sumOf<kStride>(source, kStride) - sumOf<kStride>(predicted, kStride);
+  Block block{};
+  for (std::size_t i = 0; i < 4; ++i) {
+    block[0] = sum / 8;
+    writer.put(first + i, block, &writer.quantizers.first, writer.quantizers.others);
+  }
+  addFirst<kStride>(block[0], predicted, kStride);
+}
+
 }  // namespace
 
 void MacroblockCoder::code(const MacroblockPixels& source, Fineness fineness,
                            MacroblockPixels& predicted, MacroblockLevels& levels) {
-  LevelWriter writer(fineness == Fineness::quick ? kQuick : kFine, levels);
+  LevelWriter writer(fineness, levels);
+  constexpr std::size_t kColour = MacroblockLevels::kColour;
+  if (fineness == Fineness::sketch) {
+    sketchBrightness(source.y.data(), predicted.y.data(), writer);
+    for (std::size_t i = 0; i < kColour - 1; ++i) writer.putNothing(i + 1);
+    sketchColour(kColour, source.u.data(), predicted.u.data(), writer);
+    sketchColour(kColour + 4, source.v.data(), predicted.v.data(), writer);
+    return;
+  }
   codeBrightness(source.y.data(), predicted.y.data(), writer);
-  codeColour(MacroblockLevels::kFirstColour, source.u.data(), predicted.u.data(), writer);
-  codeColour(MacroblockLevels::kFirstColour + 4, source.v.data(), predicted.v.data(), writer);
+  codeColour(kColour, source.u.data(), predicted.u.data(), writer);
+  codeColour(kColour + 4, source.v.data(), predicted.v.data(), writer);
 }
 
 }  // namespace tovalin

@@ -20,25 +20,28 @@ struct MacroblockPixels {
 };
 
 // What a decoder adds to its prediction of a macroblock: quantised coefficients of 4x4 blocks, each
-// in VP8's zigzag order.
+// in VP8's zigzag order, as far as the last that is not 0.
 struct MacroblockLevels {
-  // 16 of brightness without their first coefficients, 4 of either colour, and the one that those
-  // first coefficients make.
+  // In the order in which they are coded: the one that the first coefficients of brightness make,
+  // 16 of brightness without those, 4 of either colour.
   static constexpr std::size_t kBlocks = 25;
-  static constexpr std::size_t kFirstColour = 16;
-  static constexpr std::size_t kSecondOrder = 24;
+  static constexpr std::size_t kBrightness = 1;
+  static constexpr std::size_t kColour = 17;
   static constexpr std::size_t kCoefficients = 16;
 
-  std::array<std::array<int16_t, kCoefficients>, kBlocks> levels;
-  // Of each block, one more than the place of its last level that is not 0; 0 where all are.
+  // Those of all blocks, one after the other; of brightness the first one is there as well, as 0.
+  std::array<int16_t, kBlocks * kCoefficients> levels;
+  // How many of them are each block's.
   std::array<uint8_t, kBlocks> ends;
-  int set = 0;  // levels that are not 0, of all blocks
+  uint16_t count = 0;  // of all blocks
+  uint16_t set = 0;    // of these not 0
 };
 
 // How far apart the levels are.
 enum class Fineness {
-  quick,  // the finest that the library lets its encoders have
-  fine    // half of that, which nobody sees but on a second look
+  sketch,  // very, and only what is 8 pixels wide or wider is coded at all
+  quick,   // the finest that the library lets its encoders have
+  fine     // half of that, which nobody sees but on a second look
 };
 
 // The transforms and the quantisers of VP8 (RFC 6386, 14).
@@ -46,7 +49,15 @@ class MacroblockCoder {
  public:
   // Of 0 to 127.
   static constexpr unsigned quantizer(Fineness fineness) {
-    return fineness == Fineness::quick ? 15 : 4;
+    switch (fineness) {
+      case Fineness::sketch:
+        return 80;
+      case Fineness::quick:
+        return 15;
+      case Fineness::fine:
+        break;
+    }
+    return 4;
   }
 
   // What is to be added to `predicted`, which becomes what a decoder makes of it, to the bit.

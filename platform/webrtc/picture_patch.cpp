@@ -100,8 +100,7 @@ constexpr std::size_t kBitsPerLevel = 7;
 
 std::optional<RowBand> PicturePatch::code(const I420View& picture, const Order& order,
                                           ReferencePicture& reference) {
-  count_ = 0;
-  levelsLeft_ = static_cast<std::ptrdiff_t>(order.bytes * 8 / kBitsPerLevel);
+  beginAnew(order);
   RowBand done = order.rows;
   const int columns = blocksAlong(picture.width);
   const int first = std::max(order.rows.top, 0) / kBlock;
@@ -115,7 +114,7 @@ std::optional<RowBand> PicturePatch::code(const I420View& picture, const Order& 
     return true;
   };
   for (int row = first; row < end; ++row) {
-    const std::size_t before = count_;
+    const std::size_t before = blocks_.size();
     if (codeRow(row)) continue;
     const bool enough = order.inParts && row > first;
     undo(enough ? before : 0, reference);
@@ -123,8 +122,27 @@ std::optional<RowBand> PicturePatch::code(const I420View& picture, const Order& 
     done.bottom = row * kBlock;
     break;
   }
-  if (count_ > 0) reference.hasChanged();
+  const int16_t* levels = levels_.data();
+  for (auto& block : blocks_) {
+    block.levels = {levels, block.levels.size()};
+    levels += block.levels.size();
+  }
+  if (!blocks_.empty()) reference.hasChanged();
   return done;
+}
+
+void PicturePatch::beginAnew(const Order& order) {
+  if (!order.first && blocks_.capacity() > kMostBlocks) {
+    blocks_ = {};
+    before_ = {};
+    levels_ = {};
+  }
+  blocks_.clear();
+  before_.clear();
+  levels_.clear();
+  mayBeUndone_ = !order.first || order.fineness != Fineness::sketch;
+  most_ = order.first ? blocks_.max_size() : kMostBlocks;
+  levelsLeft_ = order.bytes * 8 / kBitsPerLevel;
 }
 
 // False if there is no room for it.
@@ -137,33 +155,40 @@ bool PicturePatch::codeBlock(const I420View& picture, int row, int column, Finen
   read(planes, row, column, result);
   const int changed = distance(source, result);
   if (changed == 0) return true;
-  if (count_ == kMostBlocks) return false;
-  if (count_ == blocks_.size()) {
-    blocks_.emplace_back();
-    before_.emplace_back();
-  }
-  auto& block = blocks_[count_];
-  before_[count_] = result;
+  if (blocks_.size() == most_) return false;
   MacroblockPixels flat;
   fillFlat(planes, row, column, flat);
+  CodedMacroblock block;
   block.index = static_cast<std::size_t>(row * planes[0].stride / kBlock + column);
   block.flat = distance(source, flat) < changed;
+  if (mayBeUndone_) before_.push_back(result);
   if (block.flat) result = flat;
-  MacroblockCoder::code(source, fineness, result, block.levels);
-  if (block.levels.set == 0 && !block.flat) return true;
-  levelsLeft_ -= block.levels.set;
-  if (levelsLeft_ < 0) return false;
+  MacroblockLevels coded;
+  MacroblockCoder::code(source, fineness, result, coded);
+  if (coded.set == 0 && !block.flat) {
+    if (mayBeUndone_) before_.pop_back();
+    return true;
+  }
+  if (mayBeUndone_) {
+    if (levelsLeft_ < coded.set) return false;
+    levelsLeft_ -= coded.set;
+  }
   write(result, row, column, planes);
-  ++count_;
+  block.levels = {coded.levels.data(), coded.count};
+  block.ends = coded.ends;
+  levels_.insert(levels_.end(), block.levels.begin(), block.levels.end());
+  blocks_.push_back(block);
   return true;
 }
 
 void PicturePatch::undo(std::size_t from, ReferencePicture& reference) {
   const int columns = reference.planes()[0].stride / kBlock;
-  while (count_ > from) {
-    --count_;
-    const auto index = static_cast<int>(blocks_[count_].index);
-    write(before_[count_], index / columns, index % columns, reference.planes());
+  while (blocks_.size() > from) {
+    const auto& block = blocks_.back();
+    const auto index = static_cast<int>(block.index);
+    write(before_[blocks_.size() - 1], index / columns, index % columns, reference.planes());
+    levels_.resize(levels_.size() - block.levels.size());
+    blocks_.pop_back();
   }
 }
 

@@ -17,12 +17,13 @@
 namespace tovalin {
 
 // Brings a part of the last picture up to date: for changes so small that an encoder's work on the
-// rest of the picture would take most of the time.
-// Keeps its memory from one patch to the next. Not thread-safe.
+// rest of the picture would take most of the time, and for the first picture, of which anything is
+// better than nothing. Keeps its memory from one patch to the next. Not thread-safe.
 class PicturePatch {
  public:
-  // More macroblocks are an encoder's business, which knows more ways to predict them; that many
-  // take 1.3 MB here.
+  // More macroblocks are an encoder's business, which knows more ways to predict them, unless there
+  // is nothing to predict them from; that many take 0.6 MB here. What a first patch takes beyond it
+  // is given back with the next one.
   static constexpr std::size_t kMostBlocks = 1024;
 
   // What is to be patched.
@@ -32,6 +33,9 @@ class PicturePatch {
     Fineness fineness = Fineness::quick;
     std::size_t bytes = 0;  // that it may take, about
     bool inParts = false;   // rather its beginning than nothing
+    // There is nothing of the picture yet: it may have any number of macroblocks, and a sketch of
+    // it any number of bytes.
+    bool first = false;
   };
 
   // Makes `reference`, which is there, look like `picture`. The rows that do then, which may have
@@ -40,17 +44,20 @@ class PicturePatch {
                               ReferencePicture& reference);
 
   // What it takes, in rising order.
-  std::span<const CodedMacroblock> blocks() const { return {blocks_.data(), count_}; }
+  std::span<const CodedMacroblock> blocks() const { return blocks_; }
 
  private:
+  void beginAnew(const Order& order);
   bool codeBlock(const I420View& picture, int row, int column, Fineness fineness,
                  ReferencePicture& reference);
   void undo(std::size_t from, ReferencePicture& reference);
 
   std::vector<CodedMacroblock> blocks_;
-  std::vector<MacroblockPixels> before_;  // of each of them
-  std::size_t count_ = 0;                 // of either in use
-  std::ptrdiff_t levelsLeft_ = 0;         // that there is room for
+  std::vector<MacroblockPixels> before_;  // of each of them, if they may be undone
+  std::vector<int16_t> levels_;           // of all of them
+  bool mayBeUndone_ = true;
+  std::size_t most_ = 0;        // blocks that there may be
+  std::size_t levelsLeft_ = 0;  // that there is room for
 };
 
 }  // namespace tovalin

@@ -131,7 +131,7 @@ void putMacroblocks(BoolEncoder& to, const Kinds& kinds, std::span<const uint8_t
   for (std::size_t row = 0, index = 0; row < rows; ++row) {
     for (std::size_t column = 0; column < columns; ++column, ++index) {
       bool coded = false;
-      if (block != blocks.end() && block->index == index) coded = block++->levels.set > 0;
+      if (block != blocks.end() && block->index == index) coded = !block++->levels.empty();
       to.put(!coded, kinds.coded);
       if (modes[index] == kFlat) {
         putFlat(to, kinds);
@@ -178,7 +178,7 @@ void FrameWriter::write(const WrittenFrameKind& kind, const BlockMove* move,
   for (const auto& block : blocks) {
     if (block.flat) modes_[block.index] = kFlat;
     flat += block.flat ? 1 : 0;
-    coded += block.levels.set > 0 ? 1 : 0;
+    coded += block.levels.empty() ? 0 : 1;
   }
 
   constexpr std::size_t kTag = 3;

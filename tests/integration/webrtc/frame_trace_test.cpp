@@ -54,7 +54,9 @@ TEST_F(FrameTraceTest, APictureThatTheViewerSeesCanBeFollowedFromItsFirstChange)
   connect();
   const auto picture = fourQuarters(640, 360);
   picture->setTimes(kTimes);
-  ASSERT_TRUE(showUntil(picture, [](const SeenPicture& seen) { return seen.width == 640; }));
+  ASSERT_TRUE(showUntil(picture, [](const SeenPicture& seen) {
+    return seen.width == 640 && seen.shows(160, 90, kRed);
+  }));
 
   const auto sources = noted("source");
   const auto encoders = noted("encoder");
@@ -77,7 +79,7 @@ TEST_F(FrameTraceTest, APictureThatTheViewerSeesCanBeFollowedFromItsFirstChange)
 TEST(FrameTraceFileTest, WithoutANameOrAPlaceNothingIsWritten) {
   FrameTrace nameless{std::string()};
   nameless.fellBehind(1);
-  nameless.moved(1, 2, 3, 4);
+  nameless.ahead(1, 2, 3, 4);
   FrameTrace homeless("/nowhere/at/all");
   homeless.fellBehind(1);
   EXPECT_FALSE(std::filesystem::exists("/nowhere/at/all"));

@@ -51,7 +51,9 @@ class LeanLibvpxTest : public testing::Test {
     settings.rc_buf_initial_sz = 500;
     settings.rc_buf_optimal_sz = 600;
     settings.rc_buf_sz = 1000;
-    EXPECT_EQ(libvpx_->codec_enc_init(&codec_, vpx_codec_vp8_cx(), &settings, 0), VPX_CODEC_OK);
+    EXPECT_EQ(libvpx_->codec_enc_init(&codec_, vpx_codec_vp8_cx(), &settings,
+                                      VPX_CODEC_USE_OUTPUT_PARTITION),
+              VPX_CODEC_OK);
     EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_CPUUSED, -12), VPX_CODEC_OK);
     time_ = 0;
   }
@@ -84,6 +86,10 @@ class LeanLibvpxTest : public testing::Test {
 
   // A screen of strokes, every page of others.
   std::vector<uint8_t> showPage(int page) {
+    drawPage(page);
+    return encode();
+  }
+  void drawPage(int page) {
     std::ranges::fill(pixels(), uint8_t{128});
     std::minstd_rand random(static_cast<unsigned>(page) + 1);
     constexpr size_t kEvery = 12;  // row
@@ -93,7 +99,6 @@ class LeanLibvpxTest : public testing::Test {
         std::fill_n(pixels().begin() + at, 1 + random() % 8, uint8_t{30});
       }
     }
-    return encode();
   }
 
   std::vector<uint8_t> repeat() {

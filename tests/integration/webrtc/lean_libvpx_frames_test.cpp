@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -79,18 +80,11 @@ TEST_F(LeanLibvpxTest, AKeyFrameThatIsAskedForIsNoRepeat) {
   EXPECT_NE(packet->data.frame.flags & VPX_FRAME_IS_KEY, 0U);
 }
 
-constexpr int kOnlyLast = VP8_EFLAG_NO_UPD_GF | VP8_EFLAG_NO_UPD_ARF;
-
-TEST_F(LeanLibvpxTest, APictureMayBeMovedOnceItIsAReferenceOfItsOwn) {
+TEST_F(LeanLibvpxTest, APictureMayBeMovedOnceThereIsOne) {
   BlockMove move{16, std::vector<uint8_t>(120 * 68, 0)};
   move.moves[0] = 1;
   EXPECT_FALSE(order_->changeable);
   encode();
-  EXPECT_FALSE(order_->changeable) << "the key frame is all references";
-  type(1);
-  EXPECT_FALSE(order_->changeable) << "it may have become the golden frame as well";
-  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
-  type(2);
   ASSERT_TRUE(order_->changeable);
 
   order_->move = &move;
@@ -110,9 +104,8 @@ TEST_F(LeanLibvpxTest, APictureMayBeMovedOnceItIsAReferenceOfItsOwn) {
 
 TEST_F(LeanLibvpxTest, AMoveThatIsNotPossibleIsLeftAndThePictureEncoded) {
   BlockMove move{16, std::vector<uint8_t>(120 * 68, 1)};
-  encode();
   order_->move = &move;
-  EXPECT_FALSE(type(1).empty());
+  EXPECT_TRUE(isKeyFrame(encode()));
   EXPECT_EQ(order_->move, &move);
   EXPECT_NE(order_->outcome, PictureOrder::Outcome::moved);
   order_->move = nullptr;
@@ -122,7 +115,6 @@ TEST_F(LeanLibvpxTest, ASmallChangeIsWrittenAndLibvpxGoesOnFromIt) {
   Viewer viewer;
   viewer.sees(encode());
   for (int round = 0; round < 3; ++round) {
-    EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
     order_->rows.reset();
     viewer.sees(showPage(round));
     ASSERT_TRUE(order_->changeable);
@@ -135,7 +127,6 @@ TEST_F(LeanLibvpxTest, ASmallChangeIsWrittenAndLibvpxGoesOnFromIt) {
       order_->patch.reset();
     }
     EXPECT_EQ(repeat(), still());
-    EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
     order_->rows = RowBand{800, 900};
     const auto next = encode();
     EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded);
@@ -144,21 +135,133 @@ TEST_F(LeanLibvpxTest, ASmallChangeIsWrittenAndLibvpxGoesOnFromIt) {
 }
 
 TEST_F(LeanLibvpxTest, APatchThatIsTooLargeOrNotPossibleIsLeftAndThePictureEncoded) {
-  encode();
   order_->patch = {{0, kHeight}, nullptr, Fineness::quick, 100'000, false};
-  EXPECT_FALSE(type(1).empty());
-  EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded) << "right after a key frame";
-  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
-  type(2);
+  EXPECT_TRUE(isKeyFrame(encode()));
+  EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded) << "there was none";
   order_->rows.reset();
   showNoise();
+  EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded);
+}
+
+// After a key frame all its references are one, which is changed.
+TEST_F(LeanLibvpxTest, LibvpxMakesPicturesOfTheLastOneOnly) {
+  Viewer viewer;
+  viewer.sees(showPage(0));
+  constexpr RowBand kTop{0, 96};
+  std::fill_n(pixels().begin(), size_t{kWidth} * kTop.bottom, uint8_t{128});
+  order_->patch = {kTop, nullptr, Fineness::quick, 100'000, false};
+  viewer.sees(encode());
+  ASSERT_EQ(order_->outcome, PictureOrder::Outcome::patched);
+  order_->patch.reset();
+  // What the key frame showed comes again.
+  const auto frame = showPage(0);
+  ASSERT_EQ(order_->outcome, PictureOrder::Outcome::encoded);
+  EXPECT_EQ(viewer.sees(frame), lastOf(codec_, {kWidth, kHeight}));
+}
+
+// How a video begins that may be black at first.
+class LeanLibvpxBeginning : public LeanLibvpxTest {
+ protected:
+  // As before any picture.
+  void beginsAnew(bool reserved) {
+    end();
+    if (reserved) reserve_->prepare();
+    begin();
+    order_->rows.reset();
+    order_->patch.reset();
+  }
+  void beginsBlack() {
+    ASSERT_TRUE(order_->begins);
+    order_->black = true;
+    const auto frame = encode();
+    order_->black = false;
+    EXPECT_EQ(order_->outcome, PictureOrder::Outcome::black);
+    EXPECT_TRUE(order_->changeable);
+    EXPECT_FALSE(order_->begins);
+    EXPECT_TRUE(isKeyFrame(frame));
+    EXPECT_LT(frame.size(), 4'000U);
+    const auto seen = viewer_.sees(frame);
+    const auto colours = seen.begin() + size_t{kWidth} * kHeight;
+    EXPECT_EQ(std::count(seen.begin(), colours, 16), kWidth * kHeight);
+    EXPECT_EQ(std::count(colours, seen.end(), 128), kWidth * kHeight / 2);
+  }
+  std::vector<uint8_t> patches(size_t bytes) {
+    order_->patch = {{0, kHeight}, nullptr, Fineness::quick, bytes, false, true};
+    const auto frame = encode();
+    EXPECT_EQ(order_->outcome, PictureOrder::Outcome::patched);
+    EXPECT_FALSE(isKeyFrame(frame));
+    seen_ = viewer_.sees(frame);
+    return frame;
+  }
+  // And what libvpx makes next is made of what is seen.
+  void goesOn() {
+    order_->patch.reset();
+    const auto frame = encode();
+    EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded);
+    EXPECT_FALSE(isKeyFrame(frame));
+    EXPECT_EQ(viewer_.sees(frame), lastOf(codec_, {kWidth, kHeight}));
+  }
+  double distance() {
+    double sum = 0;
+    for (size_t i = 0; i < seen_.size(); ++i) sum += std::abs(seen_[i] - pixels()[i]);
+    return sum / static_cast<double>(seen_.size());
+  }
+
+  Viewer viewer_;
+  Bytes seen_;
+};
+
+TEST_F(LeanLibvpxBeginning, ThePictureIsPatchedOntoABlackOne) {
+  for (const bool reserved : {false, true}) {
+    beginsAnew(reserved);
+    beginsBlack();
+    drawPage(0);
+    patches(size_t{1} << 30);
+    EXPECT_EQ(order_->patch->fineness, Fineness::quick);
+    EXPECT_LT(distance(), 2);
+    goesOn();
+  }
+}
+
+TEST_F(LeanLibvpxBeginning, WhatIsTooMuchAtOnceIsSketched) {
+  beginsBlack();
+  drawPage(0);
+  const auto sketch = patches(20'000);
+  EXPECT_EQ(order_->patch->fineness, Fineness::sketch);
+  EXPECT_EQ(order_->patch->rows, (RowBand{0, kHeight}));
+  const double sketched = distance();
+  goesOn();
+  beginsAnew(true);
+  beginsBlack();
+  const auto whole = patches(size_t{1} << 30);
+  EXPECT_LT(sketch.size(), whole.size() / 4);
+  EXPECT_LT(distance(), sketched / 4);
+}
+
+TEST_F(LeanLibvpxBeginning, IsThePictureWhereNothingElseIsWanted) {
+  for (const bool reserved : {false, true}) {
+    beginsAnew(reserved);
+    EXPECT_TRUE(order_->begins);
+    const auto frame = encode();
+    EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded);
+    EXPECT_TRUE(isKeyFrame(frame));
+    EXPECT_FALSE(order_->begins);
+    EXPECT_EQ(viewer_.sees(frame), lastOf(codec_, {kWidth, kHeight}));
+  }
+}
+
+TEST_F(LeanLibvpxBeginning, NothingIsBlackLater) {
+  encode();
+  order_->black = true;
+  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, int{VPX_EFLAG_FORCE_KF}),
+            VPX_CODEC_OK);
+  EXPECT_TRUE(isKeyFrame(encode()));
   EXPECT_EQ(order_->outcome, PictureOrder::Outcome::encoded);
 }
 
 TEST_F(LeanLibvpxTest, APatchOfAMoveThatIsTooLargeLeavesTheMove) {
   Viewer viewer;
   viewer.sees(encode());
-  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
   const auto before = viewer.sees(showPage(0));
   BlockMove move{16, std::vector<uint8_t>(120 * 68, 0)};
   std::fill_n(move.moves.begin(), 120 * 60, uint8_t{1});
@@ -176,7 +279,6 @@ TEST_F(LeanLibvpxTest, APatchOfAMoveThatIsTooLargeLeavesTheMove) {
 TEST_F(LeanLibvpxTest, APatchOfNothingChangesNothing) {
   Viewer viewer;
   viewer.sees(encode());
-  EXPECT_EQ(libvpx_->codec_control(&codec_, VP8E_SET_FRAME_FLAGS, kOnlyLast), VPX_CODEC_OK);
   const auto before = viewer.sees(showPage(0));
   order_->patch = PicturePatch::Order{};
   EXPECT_EQ(viewer.sees(encode()), before);

@@ -172,6 +172,71 @@ TEST_F(PatchingEncoderTest, AKeyFrameIsEncodedAndRefinedLater) {
   EXPECT_EQ(patch().rows, RefinementPlan::kAllRows);
 }
 
+// A video of which nothing has come out yet.
+class BeginningEncoderTest : public PatchingEncoderTest {
+ protected:
+  BeginningEncoderTest() {
+    encoder_->Release();
+    order_->begins = true;
+  }
+};
+
+TEST_F(BeginningEncoderTest, ThePictureIsPatchedOntoABlackOne) {
+  shows(kAll, 1s, {kKey});
+  ASSERT_THAT(inner_.orders, SizeIs(2));
+  EXPECT_TRUE(inner_.orders[0].black);
+  EXPECT_FALSE(inner_.orders[0].patch);
+  EXPECT_FALSE(inner_.orders[1].black);
+  EXPECT_TRUE(patch(1).first);
+  EXPECT_EQ(patch(1).rows, RefinementPlan::kAllRows);
+  EXPECT_EQ(patch(1).fineness, Fineness::quick);
+  EXPECT_EQ(patch(1).bytes, 99'300U) << "what the black one has left of 100 kB";
+  EXPECT_EQ(inner_.types.end()[-2], FrameTypes{kKey});
+  EXPECT_EQ(inner_.types.back(), FrameTypes{kDelta});
+  EXPECT_EQ(receiver_.images[0].Timestamp(), timestampOf(now_));
+  EXPECT_EQ(receiver_.images[1].Timestamp(), timestampOf(now_) + 450);
+  // It has been shown: the rest is refinement.
+  shows(kRepeat);
+  ASSERT_THAT(inner_.orders, SizeIs(1));
+  EXPECT_EQ(patch().fineness, Fineness::fine);
+  EXPECT_FALSE(patch().first);
+  screen_.scroll(screen_.all(), 16);
+  shows(kAll);
+  EXPECT_THAT(inner_.movedBy, testing::ElementsAre(16));
+}
+
+TEST_F(BeginningEncoderTest, ASketchGoesAheadOfThePictureThatIsEncoded) {
+  inner_.sketches = true;
+  shows(kAll, 1s, {kKey});
+  ASSERT_THAT(inner_.orders, SizeIs(3));
+  EXPECT_FALSE(inner_.orders[2].patch);
+  EXPECT_EQ(inner_.orders[2].rows, std::nullopt);
+  EXPECT_EQ(inner_.types.back(), FrameTypes{kDelta});
+  EXPECT_EQ(receiver_.images[2].Timestamp(), timestampOf(now_) + 900);
+  shows(kRepeat);
+  ASSERT_THAT(inner_.orders, SizeIs(1));
+  EXPECT_EQ(patch().fineness, Fineness::fine);
+}
+
+TEST_F(BeginningEncoderTest, WhatIsDroppedAfterTheSketchComesWithTheNextRepeat) {
+  inner_.sketches = inner_.drops = true;
+  shows(kAll, 1s, {kKey});
+  ASSERT_THAT(receiver_.images, SizeIs(2));
+  shows(kRepeat);
+  ASSERT_THAT(inner_.orders, SizeIs(1));
+  EXPECT_EQ(patch().rows, kAll) << "as something new, not as something to refine";
+  EXPECT_EQ(patch().fineness, Fineness::quick);
+  EXPECT_EQ(inner_.orders[0].rows, std::nullopt);
+}
+
+TEST_F(BeginningEncoderTest, AnEncoderThatMakesNoBlackPictureIsGivenThePictureOnce) {
+  order_->begins = false;
+  inner_.patches = false;
+  shows(kAll, 1s, {kKey});
+  EXPECT_THAT(inner_.orders, SizeIs(1));
+  EXPECT_THAT(receiver_.images, SizeIs(1));
+}
+
 // In the half of the time stamps that are not ahead of 0.
 TEST_F(PatchingEncoderTest, TimeStampsMayBeginAnywhere) {
   settles();

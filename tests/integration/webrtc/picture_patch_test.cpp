@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -66,7 +67,8 @@ TEST_P(PicturePatchSizes, DecoderAndEncoderGoOnFromTheSame) {
     const unsigned right = left + 1 + below(150);
     const unsigned bottom = std::min(top + 1 + below(60), height);
     video.paint(left, top, right, bottom, below(256));
-    const auto fineness = i % 2 == 0 ? Fineness::quick : Fineness::fine;
+    constexpr std::array kAll{Fineness::sketch, Fineness::quick, Fineness::fine};
+    const auto fineness = kAll[random() % kAll.size()];
     const auto patch = video.patchRows({static_cast<int>(top), static_cast<int>(bottom)}, fineness);
     ASSERT_FALSE(patch.empty()) << i;
     ASSERT_EQ(viewer.sees(patch), video.last()) << i;
@@ -172,6 +174,48 @@ TEST(PicturePatch, MoreBlocksThanItMayHaveChangeNothing) {
   const auto before = video.last();
   EXPECT_TRUE(video.patch({{0, 1080}, nullptr, Fineness::quick, size_t{1} << 30}).empty());
   EXPECT_EQ(video.last(), before);
+}
+
+TEST(PicturePatch, TheFirstMayHaveAsManyAsItNeeds) {
+  constexpr Size kSize{1920, 1080};
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
+  for (int i = 0; i < 2; ++i) {
+    video.paint(0, 0, 1920, 1080);
+    PicturePatch::Order order{{0, 1080}, nullptr, Fineness::sketch, size_t{1} << 30};
+    EXPECT_TRUE(video.patch(order).empty()) << "which is no first one";
+    order.first = true;
+    const auto patch = video.patch(order);
+    ASSERT_EQ(viewer.sees(patch), video.last());
+    EXPECT_GT(video.patched().blocks().size(), 120U * 67U);
+  }
+}
+
+TEST(PicturePatch, ASketchHasTheQuartersOfEachMacroblock) {
+  constexpr Size kSize{320, 192};
+  Visit visit(kSize);
+  auto& [video, viewer] = visit;
+  video.paint(0, 0, kSize.width, kSize.height);
+  const auto sketch = video.patchRows({0, 192}, Fineness::sketch);
+  const auto seen = viewer.sees(sketch);
+  const auto whole = video.patchRows({0, 192});
+  EXPECT_LT(sketch.size(), whole.size() / 10);
+  const auto averageAt = [](const Bytes& pixels, unsigned top, unsigned left) {
+    constexpr unsigned kQuarter = 8;
+    int sum = 0;
+    for (unsigned row = top; row < top + kQuarter; ++row) {
+      for (unsigned column = left; column < left + kQuarter; ++column) {
+        sum += pixels[row * kSize.width + column];
+      }
+    }
+    return sum / static_cast<int>(kQuarter * kQuarter);
+  };
+  const auto picture = video.pixels();
+  for (unsigned top = 0; top < kSize.height; top += 8) {
+    for (unsigned left = 0; left < kSize.width; left += 8) {
+      EXPECT_NEAR(averageAt(seen, top, left), averageAt(picture, top, left), 8);
+    }
+  }
 }
 
 TEST(PicturePatch, ComesTogetherWithAMove) {

@@ -39,7 +39,8 @@ struct FakeEncoderState {
   std::shared_ptr<PictureOrder> order = std::make_shared<PictureOrder>();
   bool moves = true;
   bool patches = false;
-  int patchesTo = 0;  // in parts: that row, from above it
+  bool sketches = false;  // what would be a first patch
+  int patchesTo = 0;      // in parts: that row, from above it
   size_t writtenBytes = 700;
   int qp = kFinest;
   bool drops = false;
@@ -87,16 +88,23 @@ class FakeEncoder final : public webrtc::VideoEncoder {
       order.move = nullptr;
     }
     const bool patched = order.patch && order.changeable && state_.patches;
+    if (patched && order.patch->first && state_.sketches) {
+      order.patch->fineness = Fineness::sketch;
+    }
     if (patched && order.patch->inParts && order.patch->rows.top < state_.patchesTo) {
       order.patch->rows.bottom = std::min(order.patch->rows.bottom, state_.patchesTo);
     }
-    order.outcome = patched ? Outcome::patched : moved ? Outcome::moved : Outcome::encoded;
+    const bool black = std::exchange(order.begins, false) && order.black;
+    order.outcome = black     ? Outcome::black
+                    : patched ? Outcome::patched
+                    : moved   ? Outcome::moved
+                              : Outcome::encoded;
     const bool written = order.outcome != Outcome::encoded;
     if ((state_.drops && !written) || state_.result != WEBRTC_VIDEO_CODEC_OK) return state_.result;
     webrtc::EncodedImage image;
     image.qp_ = patched ? kFinest : state_.qp;
     if (written) image.SetEncodedData(webrtc::EncodedImageBuffer::Create(state_.writtenBytes));
-    image._frameType = state_.makesKeyFrames ? kKey : kDelta;
+    image._frameType = state_.makesKeyFrames || black ? kKey : kDelta;
     image.SetTimestamp(frame.timestamp());
     state_.callback->OnEncodedImage(image, nullptr);
     return state_.result;
