@@ -19,7 +19,7 @@ using Rect = webrtc::VideoFrame::UpdateRect;
 namespace {
 
 constexpr int64_t kLeastStepNs = 1'000'000;  // the library looks at milliseconds
-constexpr int64_t kJustNowNs = 80'000'000;   // a picture since then asks for its own repeat
+constexpr int64_t kJustNowNs = 80'000'000;   // a picture has that time to itself
 
 }  // namespace
 
@@ -111,12 +111,18 @@ void ScreenSource::push(const PixelBufferRef& picture, int64_t timestampNs) {
   if (isNew) changedNs_ = lastTimestampNs_;
 }
 
-void ScreenSource::repeat() {
-  awaitsRepeat_ = false;
+std::optional<webrtc::TimeDelta> ScreenSource::repeat() {
   std::lock_guard lock(mutex_);
   // On the clock of the pictures, which is the library's own.
   const int64_t now = rtc::TimeNanos();
-  if (last_ && now - changedNs_ >= kJustNowNs) deliver(now);
+  const int64_t rested = now - changedNs_;
+  // What the newer one has asked for was taken for this.
+  if (last_ && rested < kJustNowNs) {
+    return std::min(kRepeatAfter, kRepeatAfter - webrtc::TimeDelta::Micros(rested / 1000));
+  }
+  awaitsRepeat_ = false;
+  if (last_) deliver(now);
+  return std::nullopt;
 }
 
 void ScreenSource::deliver(int64_t timestampNs) {

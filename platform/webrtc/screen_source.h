@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "platform/pixel_buffer.h"
@@ -43,8 +44,9 @@ class ScreenSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> 
 
   // Whether a repeat is due already; one is from now on.
   bool awaitsRepeat() { return awaitsRepeat_.exchange(true); }
-  // Delivers the last picture once more, unless a newer one has just come. Any thread.
-  void repeat();
+  // Delivers the last picture once more, or says how much longer that has to wait, for a newer one
+  // has just come. Any thread.
+  std::optional<webrtc::TimeDelta> repeat();
 
   bool is_screencast() const override { return true; }
   absl::optional<bool> needs_denoising() const override { return false; }

@@ -37,14 +37,24 @@ class WebRtcVideoSource final : public RtcVideoSource, public RepeatRequests::Re
 
   void repeatSoon(RepeatRequests::When when) override {
     if (native_->awaitsRepeat()) return;
-    engine_->postWorker([native = native_] { native->repeat(); },
-                        when == RepeatRequests::When::next ? ScreenSource::kNextRepeatAfter
-                                                           : ScreenSource::kRepeatAfter);
+    repeatAfter(when == RepeatRequests::When::next ? ScreenSource::kNextRepeatAfter
+                                                   : ScreenSource::kRepeatAfter,
+                engine_, native_);
   }
 
   ScreenSource& native() { return *native_; }
 
  private:
+  static void repeatAfter(webrtc::TimeDelta delay, const std::weak_ptr<RtcEngine>& engine,
+                          const rtc::scoped_refptr<ScreenSource>& native) {
+    const auto alive = engine.lock();
+    if (!alive) return;
+    const auto repeat = [engine, native] {
+      if (const auto left = native->repeat()) repeatAfter(*left, engine, native);
+    };
+    alive->postWorker(repeat, delay);
+  }
+
   const std::shared_ptr<RtcEngine> engine_;
   const std::shared_ptr<EncoderReserve> reserve_;
   const rtc::scoped_refptr<ScreenSource> native_;

@@ -175,11 +175,14 @@ TEST_F(AScreenSource, RepeatsWhatHasNotChangedOfLate) {
   const auto picture = fourQuarters(kWidth, kHeight);
   source_->push(picture, now - kSecondNs);
   source_->push(picture, now);  // sent again
-  source_->repeat();
+  ASSERT_FALSE(source_->awaitsRepeat());
+  EXPECT_EQ(source_->repeat(), std::nullopt);
   EXPECT_THAT(watcher_.changed, SizeIs(3));
+  ASSERT_FALSE(source_->awaitsRepeat());
   source_->push(picture->next(), now + kSecondNs);
-  source_->repeat();
-  EXPECT_THAT(watcher_.changed, SizeIs(4)) << "the new one will ask for its own";
+  EXPECT_EQ(source_->repeat(), ScreenSource::kRepeatAfter);
+  EXPECT_THAT(watcher_.changed, SizeIs(4));
+  EXPECT_TRUE(source_->awaitsRepeat()) << "what the new one asks for is that";
 }
 
 }  // namespace
