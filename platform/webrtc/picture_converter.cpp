@@ -20,8 +20,10 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> PictureConverter::convert(
       copies_, [number](const Copy& copy) { return copy.filled && copy.number == number; });
   if (same != copies_.end()) return same->buffer;
 
+  ++pictures_;
   Copy* copy = freshestFreeCopy(picture);
   if (copy == nullptr) return nullptr;
+  copy->usedAt = pictures_;
   const PixelLease lease(picture);
   pixelsGone_ = !lease;
   if (pixelsGone_) return nullptr;
@@ -32,13 +34,21 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> PictureConverter::convert(
   }
   copy->number = number;
   copy->filled = true;
-  return copy->buffer;
+  const auto converted = copy->buffer;
+  dropIdleCopies();
+  return converted;
 }
 
 RowBand PictureConverter::changedSince(uint64_t number, int height) {
   if (!history_.since(number, bands_)) return {0, height};
   if (bands_.empty()) return {};
   return {bands_.front().top, bands_.back().bottom};
+}
+
+void PictureConverter::dropIdleCopies() {
+  std::erase_if(copies_, [this](const Copy& copy) {
+    return copy.buffer->HasOneRef() && pictures_ - copy.usedAt > kIdlePictures;
+  });
 }
 
 PictureConverter::Copy* PictureConverter::freshestFreeCopy(const PixelBuffer& picture) {

@@ -243,6 +243,25 @@ TEST_F(PictureConverterTest, IsBehindNotWithoutPixelsWhenEveryCopyIsHeld) {
   EXPECT_FALSE(converter_.pixelsGone());
 }
 
+TEST_F(PictureConverterTest, GivesACopyBackThatLongWasNotNeeded) {
+  constexpr int kHeight = 32;
+  auto picture = fourQuarters(64, kHeight);
+  const auto next = [&picture]() -> const PixelBuffer& {
+    return *(picture = painted(*picture, 2, 4, kOrange));
+  };
+  // What another copy takes while one is held.
+  const auto rowsForAnother = [&] {
+    const Converted held = converter_.convert(next());
+    return rowsFor(next());
+  };
+  rowsFor(*picture);
+  EXPECT_EQ(rowsForAnother(), kHeight);
+  EXPECT_LT(rowsForAnother(), kHeight) << "there are two now";
+  for (int64_t i = 0; i <= PictureConverter::kIdlePictures; ++i)
+    EXPECT_LT(rowsFor(next()), kHeight);
+  EXPECT_EQ(rowsForAnother(), kHeight) << "one was enough for so long";
+}
+
 TEST_F(PictureConverterTest, HeldCopiesOfAnotherSizeDoNotCount) {
   auto picture = fourQuarters(64, 32);
   std::vector<Converted> held;
