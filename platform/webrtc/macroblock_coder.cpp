@@ -50,7 +50,7 @@ struct Quantizers {
   Quantizer secondOrderFirst;
   Quantizer secondOrderOthers;
 };
-constexpr Quantizers kSketch{75, 110};
+constexpr Quantizers kSketch{37, 44};
 constexpr Quantizers kQuick{17, 19};
 constexpr Quantizers kFine{8, 8};
 

@@ -51,7 +51,7 @@ class MacroblockCoder {
   static constexpr unsigned quantizer(Fineness fineness) {
     switch (fineness) {
       case Fineness::sketch:
-        return 80;
+        return 40;
       case Fineness::quick:
         return 15;
       case Fineness::fine:
